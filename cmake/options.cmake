@@ -1,0 +1,18 @@
+# What every target of this project is compiled with.
+add_library(qorcomm_options INTERFACE)
+target_compile_features(qorcomm_options INTERFACE cxx_std_20)
+target_include_directories(qorcomm_options INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${GENERATED_DIR}>)
+target_compile_options(qorcomm_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow -Wswitch-enum -Wno-missing-field-initializers
+  $<$<BOOL:${QORCOMM_WARNINGS_AS_ERRORS}>:-Werror>)
+if(QORCOMM_SANITIZE)
+  target_compile_options(qorcomm_options INTERFACE
+    -fsanitize=${QORCOMM_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(qorcomm_options INTERFACE -fsanitize=${QORCOMM_SANITIZE})
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)

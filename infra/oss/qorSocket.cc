@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "infra/oss/qorSocket.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <optional>
+#include <poll.h>
+#include <string>
+#include <sys/socket.h>
+#include <system_error>
+#include <type_traits>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "infra/oss/internal/qorTextConversion.h"
+#include "infra/oss/qorSocketException.h"
+
+namespace orvix::oss {
+
+/// Owns one descriptor.
+struct Socket::Connection {
+  explicit Connection(int fd) : descriptor(fd) {}
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() { ::close(descriptor); }
+
+  int descriptor;
+  std::string peer;  // "host:port", for messages
+};
+
+static_assert(std::is_trivially_copyable_v<Socket::_AddrInfoExternal>);
+constexpr Socket::_AddrInfoExternal Socket::NullAddrInfoExternal{};
+
+namespace {
+
+/// A point in time, or never.
+class Deadline {
+ public:
+  explicit Deadline(const unsigned long long* timeOut) {
+    if (timeOut == nullptr) return;
+    constexpr unsigned long long MOST = 1000ULL * 60 * 60 * 24 * 365;  // keeps the sum in range
+    at_ = Clock::now() + std::chrono::milliseconds(std::min(*timeOut, MOST));
+  }
+
+  [[nodiscard]] bool never() const { return !at_.has_value(); }
+
+  /// What poll() takes: -1 for never, else the milliseconds left, rounded up, 0 when it has passed.
+  [[nodiscard]] int pollTimeOut() const {
+    if (never()) return -1;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*at_ - Clock::now()).count();
+    return static_cast<int>(std::clamp<long long>(left, 0, INT_MAX));
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  std::optional<Clock::time_point> at_;
+};
+
+[[noreturn]] void raise(const char* id, const std::string& peer, const std::string& reason) {
+  SocketException error(icu::UnicodeString(id, ""), nullptr, 0);
+  error.getErrorMessage().setMessageText(icu::UnicodeString::fromUTF8(reason));
+  if (!peer.empty()) error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
+  throw error;
+}
+
+std::string reasonOf(int error) { return std::generic_category().message(error); }
+
+/// Waits for `polled` until `deadline`; signals do not end the wait. 0: the deadline has passed.
+int pollUntil(pollfd* polled, std::size_t count, const Deadline& deadline) {
+  for (;;) {
+    const int ready = ::poll(polled, static_cast<nfds_t>(count), deadline.pollTimeOut());
+    if (ready >= 0) return ready;
+    if (errno != EINTR) raise("SOCKET_WAIT", "", reasonOf(errno));
+  }
+}
+
+using Addresses = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
+
+Addresses resolve(const std::string& host, unsigned int port, int family, const std::string& peer) {
+  addrinfo hints{};
+  hints.ai_family = family;
+  hints.ai_socktype = SOCK_STREAM;
+  hints.ai_flags = AI_NUMERICSERV;
+  addrinfo* found = nullptr;
+  const int error = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+  if (error == EAI_SYSTEM) raise("SOCKET_RESOLVE", peer, reasonOf(errno));
+  if (error != 0) raise("SOCKET_RESOLVE", peer, ::gai_strerror(error));
+  return {found, &::freeaddrinfo};
+}
+
+/// 0 when the connection that `descriptor` is opening stands, else the reason why not.
+int awaitConnected(int descriptor, const Deadline& deadline) {
+  pollfd polled{descriptor, POLLOUT, 0};
+  if (pollUntil(&polled, 1, deadline) == 0) return ETIMEDOUT;
+  int error = 0;
+  socklen_t size = sizeof error;
+  if (::getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return errno;
+  return error;
+}
+
+/// Connects to one address; 0 or the reason why not. On success `descriptor` blocks again.
+int connectTo(int descriptor, const addrinfo& address, const Deadline& deadline) {
+  if (::connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
+    // EINTR leaves the connection attempt running, just like EINPROGRESS.
+    if (errno != EINPROGRESS && errno != EINTR) return errno;
+    if (const int error = awaitConnected(descriptor, deadline); error != 0) return error;
+  }
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  if (flags < 0 || ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) return errno;
+  const int on = 1;
+  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // a request must not wait
+  return 0;
+}
+
+}  // namespace
+
+Socket::Socket() = default;
+Socket::Socket(const Socket&) = default;
+Socket::Socket(Socket&&) noexcept = default;
+Socket& Socket::operator=(const Socket&) = default;
+Socket& Socket::operator=(Socket&&) noexcept = default;
+Socket::~Socket() = default;
+
+int Socket::descriptor() const {
+  if (connection_ == nullptr) raise("SOCKET_CLOSED", "", "the socket is not connected");
+  return connection_->descriptor;
+}
+
+void Socket::connect(const icu::UnicodeString& host, unsigned int port,
+                     const _AddrInfoExternal& addrInfo, const unsigned long long* timeOut) {
+  close();
+  const std::string name = utf8(host);
+  const std::string peer = name + ':' + std::to_string(port);
+  if (port == 0 || port > 65535) {
+    BaseException error(icu::UnicodeString("SOCKET_PORT", ""), nullptr, 0);
+    error.getErrorMessage().setMessageText(icu::UnicodeString("a port is 1 to 65535", ""));
+    error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
+    throw error;
+  }
+  const Addresses addresses = resolve(name, port, addrInfo.addressFamily, peer);
+  const Deadline deadline(timeOut);
+  int reason = EADDRNOTAVAIL;
+  for (const addrinfo* at = addresses.get(); at != nullptr; at = at->ai_next) {
+    const int fd = ::socket(at->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+      reason = errno;
+      continue;
+    }
+    std::shared_ptr<Connection> connection;
+    try {
+      connection = std::make_shared<Connection>(fd);
+    } catch (...) {
+      ::close(fd);
+      throw;
+    }
+    reason = connectTo(fd, *at, deadline);
+    if (reason == 0) {
+      connection->peer = peer;
+      connection_ = std::move(connection);
+      return;
+    }
+  }
+  raise("SOCKET_CONNECT", peer, reasonOf(reason));
+}
+
+void Socket::close() { connection_.reset(); }
+
+void Socket::write(const char* buffer, std::size_t offset, std::size_t length) {
+  write(buffer, offset, length, nullptr);
+}
+
+void Socket::write(const char* buffer, std::size_t offset, std::size_t length,
+                   const unsigned long long* timeOut) {
+  if (length == 0) return;
+  const int fd = descriptor();
+  const Deadline deadline(timeOut);
+  const int flags = MSG_NOSIGNAL | (deadline.never() ? 0 : MSG_DONTWAIT);
+  std::size_t done = 0;
+  while (done < length) {
+    const ssize_t sent = ::send(fd, buffer + offset + done, length - done, flags);
+    if (sent >= 0) {
+      done += static_cast<std::size_t>(sent);
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      pollfd polled{fd, POLLOUT, 0};
+      if (pollUntil(&polled, 1, deadline) == 0) {
+        raise("SOCKET_WRITE", connection_->peer, reasonOf(ETIMEDOUT));
+      }
+    } else if (errno != EINTR) {
+      raise("SOCKET_WRITE", connection_->peer, reasonOf(errno));
+    }
+    // A peer that takes a byte now and then must not stretch the deadline.
+    if (done < length && !deadline.never() && deadline.pollTimeOut() == 0) {
+      raise("SOCKET_WRITE", connection_->peer, reasonOf(ETIMEDOUT));
+    }
+  }
+}
+
+std::size_t Socket::read(char* buffer, std::size_t offset, std::size_t length) {
+  std::size_t placed = 0;
+  while (placed < length) {
+    const std::size_t got = readOnce(buffer, offset + placed, length - placed);
+    if (got == 0) break;
+    placed += got;
+  }
+  return placed;
+}
+
+std::size_t Socket::readOnce(char* buffer, std::size_t offset, std::size_t length) {
+  if (length == 0) return 0;  // to the system a receive of 0 bytes looks like the peer's close
+  const int fd = descriptor();
+  for (;;) {
+    const ssize_t got = ::recv(fd, buffer + offset, length, 0);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) raise("SOCKET_READ", connection_->peer, reasonOf(errno));
+  }
+}
+
+bool Socket::isReadable() const {
+  pollfd polled{descriptor(), POLLIN, 0};
+  constexpr unsigned long long NOW = 0;
+  return pollUntil(&polled, 1, Deadline(&NOW)) > 0;
+}
+
+std::size_t Socket::select(std::list<Socket>& readable, std::list<Socket>& writable,
+                           std::list<Socket>& failed, const unsigned long long* timeOut) {
+  struct Watch {
+    std::list<Socket>& sockets;
+    short events;
+    short ready;
+  };
+  // An end of file or an error wakes a reader and a writer: their next call tells which.
+  const Watch watches[] = {{readable, POLLIN, POLLIN | POLLHUP | POLLERR},
+                           {writable, POLLOUT, POLLOUT | POLLHUP | POLLERR},
+                           {failed, POLLPRI, POLLPRI | POLLERR}};
+  std::vector<pollfd> polled;
+  for (const Watch& watch : watches) {
+    for (const Socket& socket : watch.sockets) {
+      polled.push_back({socket.descriptor(), watch.events, 0});
+    }
+  }
+  pollUntil(polled.data(), polled.size(), Deadline(timeOut));
+  auto at = polled.cbegin();
+  std::size_t left = 0;
+  for (const Watch& watch : watches) {
+    watch.sockets.remove_if([&](const Socket&) { return ((at++)->revents & watch.ready) == 0; });
+    left += watch.sockets.size();
+  }
+  return left;
+}
+
+}  // namespace orvix::oss

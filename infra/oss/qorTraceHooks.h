@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// The component trace hooks: a host that wants to follow the library's operations installs a table.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include "infra/qorExport.h"
+
+namespace orvix::oss {
+
+/// The host's table. The library calls a hook only when it is not null and its flag bit is set.
+/// Hooks run on the thread that drives the traced object and must not throw.
+struct TraceHooks {
+  static constexpr std::uint32_t DIAGNOSTIC = 1;
+  static constexpr std::uint32_t TRACE = 2;
+  static constexpr std::uint32_t TRACE_DETAIL = 4;  // either trace bit switches the trace hooks on
+  static constexpr std::uint32_t FLIGHT_RECORD = 8;
+
+  std::atomic<std::uint32_t> flags{0};
+  void (*traceEntry)(std::uint32_t probe) = nullptr;
+  void (*traceExit)(std::uint32_t probe) = nullptr;
+  void (*diagnosticEntry)(std::uint32_t probe) = nullptr;
+  void (*diagnosticExit)(std::uint32_t probe) = nullptr;
+  void (*flightRecord)(std::uint32_t probe, const void* data, std::size_t length) = nullptr;
+};
+
+/// Installs the host's table for the whole process (null: none, the default). The table is borrowed
+/// and must outlive every use of the library. May be called from any thread.
+QORINFRA_EXPORT void installTraceHooks(const TraceHooks* hooks) noexcept;
+
+/// The installed table, or null.
+QORINFRA_EXPORT const TraceHooks* installedTraceHooks() noexcept;
+
+/// Entry hooks now, exit hooks at the end of the scope unless an exception leaves it.
+class QORINFRA_EXPORT TraceScope {
+ public:
+  explicit TraceScope(std::uint32_t probe) noexcept;
+  ~TraceScope();
+  TraceScope(const TraceScope&) = delete;
+  TraceScope& operator=(const TraceScope&) = delete;
+
+ private:
+  std::uint32_t probe_;
+  const TraceHooks* hooks_;  // null: nothing to do at the end
+  int exceptions_ = 0;
+};
+
+/// Hands `length` bytes at `data` to the flight recorder, when it is on.
+QORINFRA_EXPORT void flightRecord(std::uint32_t probe, const void* data,
+                                  std::size_t length) noexcept;
+
+}  // namespace orvix::oss
