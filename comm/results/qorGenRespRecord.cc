@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "comm/results/qorGenRespRecord.h"
+
+#include <string_view>
+
+#include "comm/results/internal/qorServerMessage.h"
+
+namespace orvix::comm {
+
+GenRespRecord::GenRespRecord() = default;
+GenRespRecord::GenRespRecord(bool withProperties)
+    : properties_(withProperties ? std::make_shared<util::ExtendedProperties>() : nullptr) {}
+GenRespRecord::GenRespRecord(const GenRespRecord&) = default;
+GenRespRecord& GenRespRecord::operator=(const GenRespRecord&) = default;
+GenRespRecord::~GenRespRecord() = default;
+
+unsigned int GenRespRecord::decode(const unsigned char* data, unsigned short length,
+                                   [[maybe_unused]] short format) {
+  if (properties_ == nullptr) properties_ = std::make_shared<util::ExtendedProperties>();
+  const std::string_view bytes(reinterpret_cast<const char*>(data), data == nullptr ? 0 : length);
+  const std::size_t consumed = detail::decodePairs(bytes, *properties_);
+  postParse();
+  return static_cast<unsigned int>(consumed);
+}
+
+}  // namespace orvix::comm

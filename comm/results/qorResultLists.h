@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// The caller's cursors over the hits and the document outcomes of a reply.
+#pragma once
+
+#include "comm/qorExport.h"
+#include "comm/results/qorParseResult.h"
+#include "comm/results/qorRecordCursor.h"
+#include "comm/results/qorSearchResult.h"
+
+namespace orvix::comm {
+
+/// Search hits. Owns the records and their raw key bytes; copies are deep.
+/// Loop: while (list.hasMore()) use(list.getNext());
+class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
+ public:
+  SearchResponse();
+  SearchResponse(const SearchResponse& other);
+  SearchResponse& operator=(const SearchResponse& other);
+  ~SearchResponse();
+
+  /// Appends a copy of `record` and takes over its raw key bytes; when it throws, it has not.
+  void append(const SearchResult& record) { RecordCursor::append(record); }
+  /// Empties the list and frees every raw key.
+  void reset();
+
+ private:
+  void copyRawKeys();
+};
+
+/// Outcomes of documents. Owns the records; copies are deep.
+class QORCOMM_EXPORT ParseResponse : public RecordCursor<ParseResult> {
+ public:
+  ParseResponse();
+  ParseResponse(const ParseResponse& other);
+  ParseResponse& operator=(const ParseResponse& other);
+  ~ParseResponse();
+
+  void append(const ParseResult& record) { RecordCursor::append(record); }
+  void reset() { clear(); }
+};
+
+}  // namespace orvix::comm

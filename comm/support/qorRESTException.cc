@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "comm/support/qorRESTException.h"
+
+#include "comm/results/internal/qorServerMessage.h"
+
+namespace orvix::comm {
+
+RESTException::RESTException(const icu::UnicodeString& id, const char* fileName,
+                             unsigned int lineNumber)
+    : BaseException(id, fileName, lineNumber) {}
+
+RESTException::RESTException(const icu::UnicodeString& id, bool withProperties)
+    : BaseException(id, nullptr, 0), GenRespRecord(withProperties) {}
+
+RESTException::RESTException(const RESTException& other)
+    : BaseException(other), GenRespRecord(), serverReported_(other.serverReported_) {}
+
+RESTException::~RESTException() = default;
+
+void RESTException::postParse() {
+  if (getProperties() == nullptr) return;
+  oss::Message message;
+  detail::extractServerMessage(*getProperties(), message, 0, false);
+  if (message.getMessageID().isEmpty()) return;
+  messageList().clear();
+  messageList().join(oss::MessageList(message));
+}
+
+}  // namespace orvix::comm
