@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+// The request cycle: one call runs an attempt and repeats it after communication failures.
+#pragma once
+
+#include <cstdint>
+
+#include <unicode/unistr.h>
+
+#include "comm/qorExport.h"
+#include "comm/request/qorClientRequest.h"
+#include "comm/response/qorClientResponse.h"
+#include "comm/support/qorSizeableBuffer.h"
+#include "comm/transport/qorCorvaneClient.h"
+
+namespace orvix::comm {
+
+class RESTMessage;
+
+/// A client that knows requests and replies but not their bytes: those are the derived class's.
+class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
+ public:
+  CorvaneRESTClient();
+  CorvaneRESTClient(const icu::UnicodeString& host, unsigned int port,
+                    const oss::Socket::_AddrInfoExternal& addrInfo, bool persistent);
+  CorvaneRESTClient(const icu::UnicodeString& host, unsigned int port, bool persistent);
+  ~CorvaneRESTClient() override;
+
+  /// How often a failed attempt may be repeated; 1 by default, 0: never.
+  virtual void setNumRetries(unsigned int retries);
+  /// Receives the next part of a streamed reply into `response`.
+  virtual void recv(ClientResponse& response) = 0;
+
+  /// Sends `request` and reads its reply into `response`. Throws RESTException; see its id.
+  /// Failures of connecting, sending, receiving and of time are retried on a new connection, so a
+  /// request is carried out at least once, perhaps twice; what the server refused is not retried.
+  void sendAndRecvMesg(ClientRequest& request, ClientResponse& response);
+  /// Whether a failure with this id is worth another attempt.
+  [[nodiscard]] bool isRetryableError(const icu::UnicodeString& messageId) const;
+
+ protected:
+  virtual void sendAndRecvMesgOnce(ClientRequest& request, ClientResponse& response) = 0;
+  virtual void sendMesg(RESTMessage& message) = 0;
+  virtual void recvMesg(ClientResponse& response) = 0;
+  virtual void recvStream(ClientResponse& response) = 0;
+
+  bool endOfStream = false;          ///< the reply has been read to its end
+  bool requestActive = false;        ///< a request is under way, or the last one failed
+  icu::UnicodeString clientName;     ///< tells clients apart in a debugger
+  std::uint32_t requestType = 0;     ///< kind of the request in progress
+  icu::UnicodeString requestString;  ///< its operation name
+  oss::SizeableBuffer<char, 0x4000> sendBuffer;
+  unsigned int numRetries = 1;
+};
+
+}  // namespace orvix::comm

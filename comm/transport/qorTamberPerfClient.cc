@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+// One attempt of a request, and the pull of a stream. Sending and receiving have files of their
+// own.
+#include "comm/transport/qorTamberPerfClient.h"
+
+#include "comm/protocol/internal/qorRequestKinds.h"
+#include "comm/request/internal/qorRESTMessage.h"
+#include "comm/response/internal/qorTamberPerfResponse.h"
+#include "comm/support/internal/qorProbes.h"
+#include "comm/support/internal/qorRaiseSites.h"
+#include "comm/transport/internal/qorGatherBlock.h"
+#include "infra/oss/qorNLSException.h"
+#include "infra/oss/qorTraceHooks.h"
+
+namespace orvix::comm {
+
+namespace sites = detail::sites;
+
+namespace {
+
+/// Kinds whose results a caller may pull piece by piece.
+bool isPulled(std::uint32_t kind) {
+  return kind == kinds::STREAM_SEARCH || kind == kinds::PARSE_RESULT;
+}
+
+bool hasResultList(std::uint32_t kind) { return isPulled(kind) || kind == kinds::SCALAR_SEARCH; }
+
+}  // namespace
+
+TamberPerfClient::TamberPerfClient(const icu::UnicodeString& host, unsigned int port,
+                                   const oss::Socket::_AddrInfoExternal& addrInfo)
+    : CorvaneRESTClient(host, port, addrInfo, true),
+      gathered_(std::make_unique<detail::GatherBlock>()) {}
+
+TamberPerfClient::TamberPerfClient(const icu::UnicodeString& host, unsigned int port)
+    : TamberPerfClient(host, port, oss::Socket::NullAddrInfoExternal) {}
+
+TamberPerfClient::~TamberPerfClient() { closeConnection(); }
+
+void TamberPerfClient::sendAndRecvMesgOnce(ClientRequest& request, ClientResponse& response) {
+  const oss::TraceScope trace(detail::probes::SEND_AND_RECV_ONCE);
+  try {
+    attempt(request, response);
+  } catch (const RESTException& e) {
+    detail::raise(e);
+  } catch (const oss::NLSException&) {
+    throw;
+  } catch (...) {
+    detail::raiseAt(sites::ATTEMPT_FAILED);
+  }
+}
+
+/// Whatever fails here leaves `requestActive` set, so that a pull of what is not there is refused.
+void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response) {
+  replyComplete_ = false;
+  dropUnusableConnection();
+  openConnection();
+  if (!isConnected()) detail::raiseAt(sites::NOT_CONNECTED, {getHost(), getPort()});
+  requestActive = true;
+  requestType = request.getRequestType();
+  requestString = request.getOperationName();
+  RESTMessage message(request);
+  const std::size_t fillBefore = gathered_->fill();
+  sendMesg(message);
+
+  leftover_ = 0;
+  endOfStream = false;
+  response_ = std::make_unique<TamberPerfResponse>(
+      requestType, detail::requestKind(requestType).resultsExpected);
+  if (!detail::isUnanswered(requestType)) flushGathered(fillBefore);
+  recvMesg(response);
+  while (!endOfStream && response.getResultCode() == 0) {
+    const bool atHand = response.getResultCount() != 0;
+    if (streamedResults_ && isPulled(requestType) && atHand) break;
+    recvStream(response);
+  }
+  if (hasResultList(requestType) && response.getResultCount() != 0) {
+    response.setResultsPending(true);
+  }
+  requestActive = false;
+}
+
+/// A connection that may still carry bytes of an earlier request or reply is not used again, nor
+/// one that the server has closed or on which it says something that nobody asked.
+void TamberPerfClient::dropUnusableConnection() noexcept {
+  if (!isConnected()) {
+    positionUnknown_ = false;
+    return;
+  }
+  bool usable = !positionUnknown_;
+  try {
+    usable = usable && !getSocket().isReadable();
+  } catch (...) {
+    usable = false;
+  }
+  if (!usable) closeConnection();
+  positionUnknown_ = false;
+}
+
+void TamberPerfClient::settleReply() {
+  positionUnknown_ = false;
+  replyComplete_ = true;
+}
+
+void TamberPerfClient::recv(ClientResponse& response) {
+  const oss::TraceScope trace(detail::probes::RECV);
+  if (!isConnected()) detail::raiseAt(sites::RECV_NOT_CONNECTED, {getHost(), getPort()});
+  if (requestActive || !response_) detail::raiseAt(sites::RECV_WHILE_ACTIVE);
+  try {
+    response_->reset(true);
+    response.beginPull();
+    recvStream(response);
+    response.endPull();
+  } catch (const RESTException& e) {
+    response.endPull();
+    detail::raise(e);
+  } catch (const oss::NLSException&) {
+    response.endPull();
+    throw;
+  } catch (...) {
+    response.endPull();
+    detail::raiseAt(sites::RECV_FAILED);
+  }
+}
+
+}  // namespace orvix::comm

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+// The whole public interface in one include.
+#pragma once
+
+#include "comm/protocol/qorRequestKind.h"
+#include "comm/protocol/qorStaticDefs.h"
+#include "comm/request/qorClientRequest.h"
+#include "comm/response/qorClientResponse.h"
+#include "comm/results/qorGenRespRecord.h"
+#include "comm/results/qorParseResult.h"
+#include "comm/results/qorResultLists.h"
+#include "comm/results/qorSearchResult.h"
+#include "comm/results/qorSelectivityInfo.h"
+#include "comm/support/qorMarker.h"
+#include "comm/support/qorRESTException.h"
+#include "comm/transport/qorCorvaneClient.h"
+#include "comm/transport/qorCorvaneRESTClient.h"
+#include "comm/transport/qorTamberPerfClient.h"
+#include "infra/oss/qorBaseException.h"
+#include "infra/oss/qorMessage.h"
+#include "infra/oss/qorNLSException.h"
+#include "infra/oss/qorSocket.h"
+#include "infra/oss/qorSocketException.h"
+#include "infra/oss/qorTraceHooks.h"
+#include "infra/util/qorExtendedProperties.h"
