@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <string>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/response/internal/qorParseGuard.h"
 #include "comm/results/internal/qorServerMessage.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/bytes/internal/qorByteReader.h"
 #include "infra/oss/internal/qorTextConversion.h"
@@ -54,8 +54,15 @@ std::size_t headerLength(std::string_view bytes) {
   return std::min(at + 1, bytes.size());
 }
 
+constexpr long MOST = 0xffffffffL;
+
+/// The number that `digits` starts with, 0 when there is none; what 32 bits cannot say saturates.
+std::uint32_t leadingNumber(const char* digits, int base) {
+  return static_cast<std::uint32_t>(std::clamp(std::strtol(digits, nullptr, base), 0L, MOST));
+}
+
 std::uint32_t leadingNumber(const UnicodeString& text) {
-  return static_cast<std::uint32_t>(std::atoi(oss::utf8(text).c_str()));
+  return leadingNumber(oss::utf8(text).c_str(), 10);
 }
 
 /// The length word at the start of `body` and the record behind it, when that is all there.
@@ -176,9 +183,7 @@ std::uint32_t RESTResponse::parseChunkSize(std::string_view bytes) {
     ++at;
   }
   digits[count] = '\0';
-  constexpr long MOST = 0xffffffffL;
-  contentLength_ =
-      static_cast<std::uint32_t>(std::clamp(std::strtol(digits.data(), nullptr, 0), 0L, MOST));
+  contentLength_ = leadingNumber(digits.data(), 0);
   state_ = State::BODY;
   return oss::cutToU32(at);
 }
@@ -186,6 +191,7 @@ std::uint32_t RESTResponse::parseChunkSize(std::string_view bytes) {
 std::uint32_t RESTResponse::parseHeader(const char* buffer, std::uint32_t length,
                                         [[maybe_unused]] ClientResponse& response) {
   const oss::TraceScope trace(detail::probes::PARSE_HEADER);
+  oss::flightRecord(detail::probes::PARSE_HEADER, buffer, length);
   const std::string_view bytes(buffer, length);
   const std::size_t header = headerLength(bytes);
   parseHeaderLines(bytes.substr(0, header));
@@ -225,6 +231,7 @@ void RESTResponse::parseHeaderLine(const UnicodeString& line) {
 std::uint32_t RESTResponse::parseContent(const char* buffer, std::uint32_t length,
                                          ClientResponse& response, bool& endOfStream) {
   const oss::TraceScope trace(detail::probes::PARSE_CONTENT);
+  oss::flightRecord(detail::probes::PARSE_CONTENT, buffer, length);
   if (statusCode_ == HTTP_OK) response.setResultCode(0);
   if (contentLength_ == 0) {
     state_ = State::FINISHED;

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "comm/response/internal/qorParseGuard.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/bytes/internal/qorByteReader.h"
 #include "infra/oss/internal/qorTextConversion.h"
@@ -118,6 +118,7 @@ int TamberPerfResponse::getNextReadSize(std::uint32_t& wanted) const {
 std::uint32_t TamberPerfResponse::parseHeader(const char* buffer, std::uint32_t length,
                                               [[maybe_unused]] ClientResponse& response) {
   const oss::TraceScope trace(detail::probes::PARSE_HEADER);
+  oss::flightRecord(detail::probes::PARSE_HEADER, buffer, length);
   if (length == 0) detail::raiseAt(sites::HEADER_EMPTY);
   oss::ByteReader reader({buffer, length});
   const auto status = reader.u16();

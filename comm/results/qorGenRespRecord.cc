@@ -3,16 +3,26 @@
 
 #include <string_view>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/results/internal/qorServerMessage.h"
+#include "infra/oss/qorTraceHooks.h"
 
 namespace orvix::comm {
 
-GenRespRecord::GenRespRecord() = default;
+GenRespRecord::GenRespRecord() : GenRespRecord(false) {}
+
 GenRespRecord::GenRespRecord(bool withProperties)
-    : properties_(withProperties ? std::make_shared<util::ExtendedProperties>() : nullptr) {}
-GenRespRecord::GenRespRecord(const GenRespRecord&) = default;
+    : properties_(withProperties ? std::make_shared<util::ExtendedProperties>() : nullptr) {
+  const oss::TraceScope trace(detail::probes::RECORD_CONSTRUCT);
+}
+
+GenRespRecord::GenRespRecord(const GenRespRecord& other) : properties_(other.properties_) {
+  const oss::TraceScope trace(detail::probes::RECORD_CONSTRUCT);
+}
+
 GenRespRecord& GenRespRecord::operator=(const GenRespRecord&) = default;
-GenRespRecord::~GenRespRecord() = default;
+
+GenRespRecord::~GenRespRecord() { const oss::TraceScope trace(detail::probes::RECORD_DESTROY); }
 
 unsigned int GenRespRecord::decode(const unsigned char* data, unsigned short length,
                                    [[maybe_unused]] short format) {

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <list>
 
-#include "comm/support/internal/qorProbes.h"
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/oss/qorNLSException.h"
 #include "infra/oss/qorSocketException.h"

@@ -3,8 +3,8 @@
 
 #include <cstdio>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/qorStaticDefs.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/bytes/internal/qorByteReader.h"
 #include "infra/oss/qorNLSException.h"

@@ -3,10 +3,10 @@
 // own.
 #include "comm/transport/qorTamberPerfClient.h"
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/request/internal/qorRESTMessage.h"
 #include "comm/response/internal/qorTamberPerfResponse.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "comm/transport/internal/qorGatherBlock.h"
 #include "infra/oss/qorNLSException.h"
@@ -24,6 +24,24 @@ bool isPulled(std::uint32_t kind) {
 }
 
 bool hasResultList(std::uint32_t kind) { return isPulled(kind) || kind == kinds::SCALAR_SEARCH; }
+
+/// Takes the frame of a request that fails before it is written out of the gather block again: it
+/// must not go out with the next request, whose reply would then be the reply to this one.
+class FrameGuard {
+ public:
+  explicit FrameGuard(detail::GatherBlock& gathered)
+      : gathered_(&gathered), fill_(gathered.fill()) {}
+  FrameGuard(const FrameGuard&) = delete;
+  FrameGuard& operator=(const FrameGuard&) = delete;
+  ~FrameGuard() {
+    if (gathered_ != nullptr && gathered_->fill() > fill_) gathered_->setFill(fill_);
+  }
+  void keepFrame() { gathered_ = nullptr; }
+
+ private:
+  detail::GatherBlock* gathered_;
+  std::size_t fill_;
+};
 
 }  // namespace
 
@@ -60,14 +78,15 @@ void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response)
   requestType = request.getRequestType();
   requestString = request.getOperationName();
   RESTMessage message(request);
-  const std::size_t fillBefore = gathered_->fill();
+  FrameGuard frame(*gathered_);
   sendMesg(message);
 
   leftover_ = 0;
   endOfStream = false;
   response_ = std::make_unique<TamberPerfResponse>(
       requestType, detail::requestKind(requestType).resultsExpected);
-  if (!detail::isUnanswered(requestType)) flushGathered(fillBefore);
+  if (!detail::isUnanswered(requestType)) flushGathered();
+  frame.keepFrame();
   recvMesg(response);
   while (!endOfStream && response.getResultCode() == 0) {
     const bool atHand = response.getResultCount() != 0;

@@ -64,7 +64,7 @@ class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
  private:
   void attempt(ClientRequest& request, ClientResponse& response);
   void dropUnusableConnection() noexcept;
-  void flushGathered(std::size_t fillOnFailure);
+  void flushGathered();
   std::size_t receive(std::size_t offset, std::size_t length);
   void receiveNext(ClientResponse& response);
   void receiveRestOfHeader(std::uint32_t wanted, ClientResponse& response);

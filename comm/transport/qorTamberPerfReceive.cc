@@ -6,11 +6,11 @@
 #include <cstring>
 #include <new>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "comm/response/internal/qorReplyFraming.h"
 #include "comm/response/internal/qorTamberPerfResponse.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "comm/transport/qorTamberPerfClient.h"
 #include "infra/bytes/internal/qorByteReader.h"
@@ -79,9 +79,10 @@ void TamberPerfClient::recvStream(ClientResponse& response) {
   startReceiveDeadline();
   try {
     receiveNext(response);
-  } catch (const RESTException& e) {
-    endOfStream = true;
-    detail::raise(e);
+  } catch (...) {
+    endOfStream =
+        true;  // part of a unit may be lost, so what follows it must not be read as the next
+    throw;
   }
 }
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "comm/request/internal/qorRESTMessage.h"
-#include "comm/support/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "comm/transport/internal/qorGatherBlock.h"
 #include "comm/transport/qorTamberPerfClient.h"
@@ -105,15 +105,13 @@ void TamberPerfClient::sendMesg(RESTMessage& message) {
   }
 }
 
-/// Writes what is still gathered: nobody waits for the reply to a request that was never sent. When
-/// that fails the gathered frames stay, without the one of this request: its retry frames it again.
-void TamberPerfClient::flushGathered(std::size_t fillOnFailure) {
+/// Writes what is still gathered: nobody waits for the reply to a request that was never sent.
+void TamberPerfClient::flushGathered() {
   if (gathered_->fill() == 0) return;
   try {
     positionUnknown_ = true;
     writeSocket(gathered_->data(), 0, gathered_->fill());
   } catch (const oss::SocketException&) {
-    gathered_->setFill(fillOnFailure);
     detail::raiseAt(sites::SEND_SOCKET, {getHost(), getPort()});
   }
   detail::framedMessages.store(0, std::memory_order_relaxed);

@@ -12,7 +12,8 @@ double Formatter::stringToDouble(const icu::UnicodeString& text) {
   icu::UnicodeString(text).trim().toUTF8String(digits);
   const char* first = digits.data();
   const char* last = first + digits.size();
-  if (first != last && *first == '+') ++first;
+  if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-')
+    ++first;  // from_chars knows no '+'
   double value = 0.0;
   const auto [end, error] = std::from_chars(first, last, value);
   const bool number = error == std::errc() && end == last && std::isfinite(value);

@@ -5,9 +5,11 @@
 
 namespace orvix::oss {
 
-namespace {
+namespace detail {
+std::atomic<const TraceHooks*> installedTraceHooks{nullptr};
+}  // namespace detail
 
-std::atomic<const TraceHooks*> installed{nullptr};
+namespace {
 
 constexpr std::uint32_t TRACE_BITS = TraceHooks::TRACE | TraceHooks::TRACE_DETAIL;
 
@@ -18,31 +20,25 @@ void call(void (*hook)(std::uint32_t), std::uint32_t probe) {
 }  // namespace
 
 void installTraceHooks(const TraceHooks* hooks) noexcept {
-  installed.store(hooks, std::memory_order_release);
+  detail::installedTraceHooks.store(hooks, std::memory_order_release);
 }
 
-const TraceHooks* installedTraceHooks() noexcept {
-  return installed.load(std::memory_order_acquire);
-}
-
-TraceScope::TraceScope(std::uint32_t probe) noexcept
-    : probe_(probe), hooks_(installedTraceHooks()) {
-  if (hooks_ == nullptr) return;
+void TraceScope::enter() noexcept {
   exceptions_ = std::uncaught_exceptions();
   const std::uint32_t flags = hooks_->flags.load(std::memory_order_relaxed);
   if ((flags & TraceHooks::DIAGNOSTIC) != 0) call(hooks_->diagnosticEntry, probe_);
   if ((flags & TRACE_BITS) != 0) call(hooks_->traceEntry, probe_);
 }
 
-TraceScope::~TraceScope() {
-  if (hooks_ == nullptr || std::uncaught_exceptions() > exceptions_) return;
+void TraceScope::leave() noexcept {
+  if (std::uncaught_exceptions() > exceptions_) return;
   const std::uint32_t flags = hooks_->flags.load(std::memory_order_relaxed);
   if ((flags & TRACE_BITS) != 0) call(hooks_->traceExit, probe_);
   if ((flags & TraceHooks::DIAGNOSTIC) != 0) call(hooks_->diagnosticExit, probe_);
 }
 
 void flightRecord(std::uint32_t probe, const void* data, std::size_t length) noexcept {
-  const TraceHooks* hooks = installedTraceHooks();
+  const TraceHooks* hooks = detail::installedTraceHooks.load(std::memory_order_acquire);
   if (hooks == nullptr || hooks->flightRecord == nullptr) return;
   const std::uint32_t flags = hooks->flags.load(std::memory_order_relaxed);
   if ((flags & TraceHooks::FLIGHT_RECORD) != 0) hooks->flightRecord(probe, data, length);

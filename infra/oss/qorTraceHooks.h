@@ -30,18 +30,29 @@ struct TraceHooks {
 /// and must outlive every use of the library. May be called from any thread.
 QORINFRA_EXPORT void installTraceHooks(const TraceHooks* hooks) noexcept;
 
-/// The installed table, or null.
-QORINFRA_EXPORT const TraceHooks* installedTraceHooks() noexcept;
+namespace detail {
+/// What installTraceHooks() installed; read inline, so that an operation that is not traced pays
+/// one load.
+QORINFRA_EXPORT extern std::atomic<const TraceHooks*> installedTraceHooks;
+}  // namespace detail
 
 /// Entry hooks now, exit hooks at the end of the scope unless an exception leaves it.
 class QORINFRA_EXPORT TraceScope {
  public:
-  explicit TraceScope(std::uint32_t probe) noexcept;
-  ~TraceScope();
+  explicit TraceScope(std::uint32_t probe) noexcept
+      : probe_(probe), hooks_(detail::installedTraceHooks.load(std::memory_order_acquire)) {
+    if (hooks_ != nullptr) enter();
+  }
+  ~TraceScope() {
+    if (hooks_ != nullptr) leave();
+  }
   TraceScope(const TraceScope&) = delete;
   TraceScope& operator=(const TraceScope&) = delete;
 
  private:
+  void enter() noexcept;
+  void leave() noexcept;
+
   std::uint32_t probe_;
   const TraceHooks* hooks_;  // null: nothing to do at the end
   int exceptions_ = 0;

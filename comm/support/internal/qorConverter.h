@@ -26,7 +26,11 @@ class Converter {
     if (needed > room || length == 0) {  // even an empty text needs a byte, for the NUL
       buffer.resize(needed + 1);
       if (buffer.data() == nullptr || buffer.capacity() == 0) raiseOutOfMemory();
-      needed = std::min<std::size_t>(needed, buffer.capacity() - 1);
+      if (needed >= buffer.capacity()) {
+        // Cut to what fits; a character that does not fit whole is not begun, so fill its place.
+        needed = buffer.capacity() - 1;
+        std::fill_n(buffer.data(), needed, '\0');
+      }
       textToWire(text, buffer.data(), needed);
     }
     buffer.data()[needed] = '\0';

@@ -25,7 +25,8 @@ enum Probe : std::uint32_t {
   PARSE_SEARCH,
   PARSE_OUTCOMES,
   PARSE_SELECTIVITY,
-  PARSE_STATUS
+  RECORD_CONSTRUCT,
+  RECORD_DESTROY
 };
 
 }  // namespace orvix::comm::detail::probes
