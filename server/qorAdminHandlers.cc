@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+// Requests about the server as a whole.
+#include <xapian.h>
+
+#include <unicode/uvernum.h>
+
+#include "comm/protocol/internal/qorWireStatus.h"
+#include "server/qorHandlers.h"
+#include "server/qorReplyWriter.h"
+#include "server/qorServerVersion.h"
+#include "server/qorServerWords.h"
+#include "server/qorVersionRanges.h"
+
+namespace orvix::server {
+
+namespace wire = comm::detail::wire;
+
+namespace {
+
+std::string_view backupNameOf(const Frame& request) noexcept {
+  const std::string_view name = valueOf(request.properties, words().collectionDir);
+  return name.empty() ? valueOf(request.properties, words().opcode) : name;
+}
+
+}  // namespace
+
+std::string versionText() {
+  return std::string("qorserver ") + QORSERVER_VERSION + ", protocol " + words().protocolVersion +
+         ", Xapian " + Xapian::version_string() + ", ICU " + U_ICU_VERSION;
+}
+
+Reply serverStatus(ServerContext& context, const Frame& request) {
+  if (!collectionNameOf(request).empty()) {
+    static_cast<void>(collectionOf(context, request));  // fails when there is none of that name
+  }
+  Reply reply;
+  if (const auto fault = context.store.lastError()) {
+    putError(reply.bytes, *fault);
+  } else {
+    putStatus(reply.bytes, context.store.busy() ? wire::WITH_SCORE : wire::OK);
+  }
+  return reply;
+}
+
+Reply serverVersion(ServerContext&, const Frame&) {
+  Reply reply = plainSuccess();
+  putRecord(reply.bytes, wire::OK, versionText());
+  return reply;
+}
+
+Reply validateVersions(ServerContext&, const Frame& request) {
+  const ServerWords& w = words();
+  std::string_view wanted = valueOf(request.properties, w.supportedServerVersions);
+  if (wanted.empty()) wanted = valueOf(request.properties, w.version);
+  if (!versionListContains(wanted, w.protocolVersion)) {
+    refuse(MessageId::VERSION_UNSUPPORTED, "The client takes protocol versions " +
+                                               inQuotes(wanted) + "; this server speaks " +
+                                               w.protocolVersion);
+  }
+  return plainSuccess();
+}
+
+Reply backup(ServerContext& context, const Frame& request) {
+  context.backups.take(backupNameOf(request), collectionNameOf(request));
+  return plainSuccess();
+}
+
+Reply restore(ServerContext& context, const Frame& request) {
+  context.backups.restore(backupNameOf(request), collectionNameOf(request));
+  return plainSuccess();
+}
+
+Reply takeover(ServerContext& context, const Frame&) {
+  context.store.closeAll();
+  return plainSuccess();
+}
+
+Reply shutdown(ServerContext& context, const Frame&) {
+  context.store.closeAll();
+  Reply reply = plainSuccess();
+  reply.stop = true;
+  return reply;
+}
+
+}  // namespace orvix::server

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+// Field list and configuration are metadata of the engine's database, so that one commit, copy or
+// rename covers them and the documents alike.
+#include "server/qorCollection.h"
+
+#include <utility>
+
+#include "server/qorDocumentTerm.h"
+#include "server/qorIndexer.h"
+#include "server/qorRefusal.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr const char* CONFIG_KEY = "config";
+constexpr const char* FIELDS_KEY = "fields";
+constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
+
+}  // namespace
+
+Collection::Collection(std::string name, std::filesystem::path folder)
+    : name_(std::move(name)), folder_(std::move(folder)), reader_(folder_.string()) {
+  loadMetadata();
+}
+
+void Collection::write(const std::filesystem::path& folder, const CollectionConfig& config) {
+  Xapian::WritableDatabase fresh(folder.string(), Xapian::DB_CREATE | Xapian::DB_BACKEND_GLASS);
+  fresh.set_metadata(CONFIG_KEY, config.store());
+  fresh.commit();
+  fresh.close();
+}
+
+void Collection::add(const DocumentBody& body, const Properties& request) {
+  if (pendingBytes_ >= MAX_PENDING_BYTES) commit();
+  const TextSettings settings = textSettingsOf(request, config_.language);
+  const Xapian::Document document = buildDocument(body, settings, fields_);
+  change([&](Xapian::WritableDatabase& database) {
+    if (fields_.changed()) database.set_metadata(FIELDS_KEY, fields_.store());
+    const Xapian::docid known = findDocument(database, body.key);
+    if (known != 0) {
+      database.replace_document(known, document);
+    } else {
+      database.add_document(document);
+    }
+  });
+  pendingBytes_ += body.content.size();
+}
+
+void Collection::remove(std::string_view key) {
+  change([&](Xapian::WritableDatabase& database) {
+    const Xapian::docid known = findDocument(database, key);
+    if (known != 0) database.delete_document(known);
+  });
+}
+
+void Collection::configure(Properties configuration, const std::string& language) {
+  config_.configuration = std::move(configuration);
+  if (!language.empty()) config_.language = language;
+  change([&](Xapian::WritableDatabase& database) {
+    database.set_metadata(CONFIG_KEY, config_.store());
+  });
+  commit();
+}
+
+void Collection::commit() {
+  if (pending_ != 0) {
+    try {
+      writer().commit();
+    } catch (...) {
+      abandon();
+      throw;
+    }
+    pending_ = 0;
+    pendingBytes_ = 0;
+    lastError_.reset();
+  }
+  outcomes_.settle();
+}
+
+Xapian::Database Collection::reader() {
+  reader_.reopen();
+  return reader_;
+}
+
+Xapian::WritableDatabase& Collection::writer() {
+  if (!writer_) writer_.emplace(folder_.string(), Xapian::DB_OPEN);
+  return *writer_;
+}
+
+void Collection::loadMetadata() {
+  config_ = CollectionConfig::load(reader_.get_metadata(CONFIG_KEY));
+  fields_ = FieldRegistry::load(reader_.get_metadata(FIELDS_KEY));
+}
+
+/// Called while an exception is handled. The engine's writer has dropped its changes or is in an
+/// unknown state; a new one starts from what is on disk.
+void Collection::abandon() {
+  const Fault fault = currentFault("Writing the collection " + inQuotes(name_) +
+                                   " failed, and what was not committed is lost; send it again");
+  lastError_ = fault;
+  outcomes_.failUnsettled(fault);
+  pending_ = 0;
+  pendingBytes_ = 0;
+  writer_.reset();
+  try {
+    reader_.reopen();
+    loadMetadata();
+  } catch (...) {
+    // The disk cannot even be read: what is in memory is as good as anything, and the first failure
+    // is the one to report.
+  }
+}
+
+template <typename Change>
+void Collection::change(const Change& apply) {
+  try {
+    apply(writer());
+  } catch (...) {
+    abandon();
+    throw;
+  }
+  ++pending_;
+}
+
+}  // namespace orvix::server

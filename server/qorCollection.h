@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+// One open collection: its engine handles, configuration, fields, uncommitted changes and outcomes.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <xapian.h>
+
+#include "server/qorCollectionConfig.h"
+#include "server/qorDocumentBody.h"
+#include "server/qorFieldRegistry.h"
+#include "server/qorOutcomes.h"
+#include "server/qorProperties.h"
+
+namespace orvix::server {
+
+/// Searches read the last committed state; the writer is opened on the first change and then held.
+/// Errors:  an engine failure during a change or a commit loses all uncommitted changes: the
+///          outcomes say so, lastError() keeps the reason until a commit succeeds.
+/// Threads: one.
+class Collection {
+ public:
+  Collection(std::string name, std::filesystem::path folder);
+  Collection(const Collection&) = delete;
+  Collection& operator=(const Collection&) = delete;
+  ~Collection() = default;
+
+  /// Writes a new, empty collection into `folder`, which must not exist.
+  static void write(const std::filesystem::path& folder, const CollectionConfig& config);
+
+  /// Adds the document or replaces the one of the same key. Not searchable before the next
+  /// commit().
+  void add(const DocumentBody& body, const Properties& request);
+  /// Deletes the document of the key; a missing one is no error. Awaits commit(), too.
+  void remove(std::string_view key);
+  /// Takes the configuration and, when `language` is not empty, a new language. Commits.
+  void configure(Properties configuration, const std::string& language);
+  void commit();
+
+  /// The last committed state. The handle stays valid, but not its view, across later commits.
+  [[nodiscard]] Xapian::Database reader();
+
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  [[nodiscard]] const CollectionConfig& config() const noexcept { return config_; }
+  [[nodiscard]] const FieldRegistry& fields() const noexcept { return fields_; }
+  [[nodiscard]] std::uint64_t pending() const noexcept { return pending_; }
+  [[nodiscard]] const std::optional<Fault>& lastError() const noexcept { return lastError_; }
+  [[nodiscard]] Outcomes& outcomes() noexcept { return outcomes_; }
+
+ private:
+  Xapian::WritableDatabase& writer();
+  void loadMetadata();
+  void abandon();
+  template <typename Change>
+  void change(const Change& apply);
+
+  std::string name_;
+  std::filesystem::path folder_;
+  Xapian::Database reader_;
+  std::optional<Xapian::WritableDatabase> writer_;
+  CollectionConfig config_;
+  FieldRegistry fields_;
+  Outcomes outcomes_;
+  std::optional<Fault> lastError_;
+  std::uint64_t pending_ = 0;       // changes since the last commit
+  std::uint64_t pendingBytes_ = 0;  // text among them, to bound what the engine holds in memory
+};
+
+}  // namespace orvix::server

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+// The folder is the truth about which collections exist; the map only holds what is open.
+#include "server/qorCollectionStore.h"
+
+#include <exception>
+#include <utility>
+
+#include "server/qorNameEncoding.h"
+#include "server/qorRefusal.h"
+#include "server/qorTextDecoder.h"
+
+namespace orvix::server {
+
+namespace fs = std::filesystem;
+
+void CollectionStore::create(std::string_view name, const CollectionConfig& config) {
+  if (exists(name)) {
+    refuse(MessageId::COLLECTION_EXISTS, "The collection " + inQuotes(name) +
+                                             " exists already; drop it first or take another name");
+  }
+  const fs::path fresh = directory_.freshScratch();
+  Collection::write(fresh, config);
+  directory_.replace(folderOf(name), fresh);
+}
+
+void CollectionStore::drop(std::string_view name) {
+  requireExisting(name);
+  forget(name);
+  directory_.discard(folderOf(name));
+}
+
+Collection& CollectionStore::open(std::string_view name) {
+  const auto found = opened_.find(name);
+  if (found != opened_.end()) return *found->second;
+  requireExisting(name);
+  auto opened = std::make_unique<Collection>(std::string(name), folderOf(name));
+  const auto kept = parked_.find(name);
+  if (kept != parked_.end()) {
+    opened->outcomes() = std::move(kept->second);
+    parked_.erase(kept);
+  }
+  return *opened_.emplace(std::string(name), std::move(opened)).first->second;
+}
+
+void CollectionStore::close(std::string_view name) {
+  requireExisting(name);
+  const auto found = opened_.find(name);
+  if (found == opened_.end()) return;
+  found->second->commit();
+  release(found);
+}
+
+void CollectionStore::release(Opened::iterator entry) {
+  if (entry->second->outcomes().size() != 0) {
+    parked_.insert_or_assign(entry->first, std::move(entry->second->outcomes()));
+  }
+  opened_.erase(entry);
+}
+
+void CollectionStore::install(std::string_view name, const fs::path& fresh) {
+  const fs::path folder = folderOf(name);
+  forget(name);
+  directory_.replace(folder, fresh);
+}
+
+std::vector<std::string> CollectionStore::names() const {
+  std::vector<std::string> all;
+  for (const auto& entry : fs::directory_iterator(directory_.collections())) {
+    auto name = nameOfFolder(entry.path().filename().string());
+    if (name) all.push_back(std::move(*name));
+  }
+  return all;
+}
+
+bool CollectionStore::exists(std::string_view name) const { return fs::exists(folderOf(name)); }
+
+fs::path CollectionStore::folderOf(std::string_view name) const {
+  const auto folder = folderNameOf(name);
+  if (!folder || !isWellFormedUtf8(name)) {
+    refuse(MessageId::COLLECTION_NAME_INVALID,
+           name.empty() ? "The request names no collection; give its name"
+                        : "The collection's name is too long or no well-formed UTF-8; other than "
+                          "a-z, 0-9, _ and -, each byte counts three, up to 198");
+  }
+  return directory_.collections() / *folder;
+}
+
+void CollectionStore::closeAll() {
+  std::exception_ptr first;
+  while (!opened_.empty()) {
+    try {
+      opened_.begin()->second->commit();
+    } catch (...) {
+      if (!first) first = std::current_exception();
+    }
+    release(opened_.begin());
+  }
+  if (first) std::rethrow_exception(first);
+}
+
+bool CollectionStore::busy() const noexcept {
+  for (const auto& [name, collection] : opened_) {
+    if (collection->pending() != 0) return true;
+  }
+  return false;
+}
+
+std::optional<Fault> CollectionStore::lastError() const {
+  for (const auto& [name, collection] : opened_) {
+    if (collection->lastError()) return collection->lastError();
+  }
+  return std::nullopt;
+}
+
+void CollectionStore::requireExisting(std::string_view name) const {
+  if (exists(name)) return;
+  refuse(MessageId::COLLECTION_UNKNOWN,
+         "There is no collection " + inQuotes(name) + " on this server; create it first");
+}
+
+void CollectionStore::forget(std::string_view name) {
+  if (const auto found = opened_.find(name); found != opened_.end()) opened_.erase(found);
+  if (const auto kept = parked_.find(name); kept != parked_.end()) parked_.erase(kept);
+}
+
+}  // namespace orvix::server

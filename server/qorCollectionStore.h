@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// The collections of one data directory, by name: creates, drops, opens and closes them.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "server/qorCollection.h"
+#include "server/qorCollectionConfig.h"
+#include "server/qorDataDirectory.h"
+
+namespace orvix::server {
+
+/// Owns the open collections; a returned reference lives until its collection is closed or dropped.
+/// Throws: COLLECTION_NAME_INVALID for an empty or too long name, COLLECTION_UNKNOWN.
+class CollectionStore {
+ public:
+  /// Borrows: the directory, for its whole life.
+  explicit CollectionStore(DataDirectory& directory) : directory_(directory) {}
+
+  /// Throws: COLLECTION_EXISTS.
+  void create(std::string_view name, const CollectionConfig& config);
+  void drop(std::string_view name);
+  [[nodiscard]] Collection& open(std::string_view name);
+  /// Commits and lets go of the handles; outcomes that nobody fetched are kept.
+  void close(std::string_view name);
+  /// Puts the folder, built in scratch, in the collection's place, whether or not it exists.
+  void install(std::string_view name, const std::filesystem::path& fresh);
+
+  [[nodiscard]] std::vector<std::string> names() const;
+  [[nodiscard]] bool exists(std::string_view name) const;
+  [[nodiscard]] std::filesystem::path folderOf(std::string_view name) const;
+
+  /// Commits every open collection and lets go of the handles; goes on past a failure and then
+  /// throws the first.
+  void closeAll();
+
+  /// What the open collections say about the server: changes to commit, and the first failure.
+  [[nodiscard]] bool busy() const noexcept;
+  [[nodiscard]] std::optional<Fault> lastError() const;
+
+ private:
+  using Opened = std::map<std::string, std::unique_ptr<Collection>, std::less<>>;
+
+  void requireExisting(std::string_view name) const;
+  void forget(std::string_view name);
+  void release(Opened::iterator entry);
+
+  DataDirectory& directory_;
+  Opened opened_;
+  std::map<std::string, Outcomes, std::less<>> parked_;  // outcomes of closed collections
+};
+
+}  // namespace orvix::server

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// The one folder that the server writes to, held by one server at a time.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+
+namespace orvix::server {
+
+/// Layout: collections/<encoded name>/, backups/<encoded name>/<encoded collection>/, scratch/,
+/// lock.
+///         Folders are built in scratch/ and renamed into place; leftovers there are removed at
+///         start.
+/// Throws: STORAGE_FAILED at construction when another server holds it; filesystem_error.
+class DataDirectory {
+ public:
+  explicit DataDirectory(std::filesystem::path root);
+  DataDirectory(const DataDirectory&) = delete;
+  DataDirectory& operator=(const DataDirectory&) = delete;
+  ~DataDirectory();
+
+  [[nodiscard]] std::filesystem::path collections() const { return root_ / "collections"; }
+  [[nodiscard]] std::filesystem::path backups() const { return root_ / "backups"; }
+
+  /// A path in scratch/ where nothing is yet.
+  [[nodiscard]] std::filesystem::path freshScratch();
+  /// Puts `fresh` in the place of `folder`; what was there is removed.
+  void replace(const std::filesystem::path& folder, const std::filesystem::path& fresh);
+  /// Takes `folder` away at once, then deletes it.
+  void discard(const std::filesystem::path& folder);
+
+ private:
+  void lock();
+
+  std::filesystem::path root_;
+  int lockDescriptor_ = -1;
+  std::uint64_t scratchCount_ = 0;
+};
+
+}  // namespace orvix::server

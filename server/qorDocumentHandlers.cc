@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+// Documents in and out. An answered change is committed before its answer; the documents of an
+// asynchronous batch wait for its end, or for whoever asks what became of them.
+#include <deque>
+#include <utility>
+
+#include "comm/protocol/internal/qorWireStatus.h"
+#include "server/qorDocumentBody.h"
+#include "server/qorHandlers.h"
+#include "server/qorLog.h"
+#include "server/qorReplyWriter.h"
+#include "server/qorServerWords.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr std::size_t PIECE = 64U << 10U;
+
+/// The outcomes were taken from the collection; what a broken connection does not take is lost.
+class OutcomeStream : public ReplyStream {
+ public:
+  explicit OutcomeStream(std::deque<Outcome> outcomes) : outcomes_(std::move(outcomes)) {}
+
+  bool next(std::string& out) override {
+    const std::size_t enough = out.size() + PIECE;
+    while (!outcomes_.empty() && out.size() < enough) {
+      const Outcome& outcome = outcomes_.front();
+      putOutcome(out, outcome.key, outcome.fault ? &*outcome.fault : nullptr);
+      outcomes_.pop_front();
+    }
+    if (outcomes_.empty()) putEndMarker(out);
+    return !outcomes_.empty();
+  }
+
+ private:
+  std::deque<Outcome> outcomes_;
+};
+
+/// From the body, or from the property when the request has none.
+std::string keyToDelete(const Frame& request) {
+  if (!request.body.empty()) return std::string(decodeDocumentBody(request.body).key);
+  const std::string_view key = valueOf(request.properties, words().documentKey);
+  checkDocumentKey(key);
+  return std::string(key);
+}
+
+std::string whereOf(const Frame& request) {
+  return "Indexing into the collection " + inQuotes(collectionNameOf(request));
+}
+
+}  // namespace
+
+Reply addDocument(ServerContext& context, const Frame& request) {
+  Collection& collection = collectionOf(context, request);
+  collection.add(decodeDocumentBody(request.body), request.properties);
+  collection.commit();
+  return plainSuccess();
+}
+
+Reply deleteDocument(ServerContext& context, const Frame& request) {
+  Collection& collection = collectionOf(context, request);
+  collection.remove(keyToDelete(request));
+  collection.commit();
+  return plainSuccess();
+}
+
+Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
+  try {
+    Collection& collection = collectionOf(context, request);
+    const DocumentBody body = decodeDocumentBody(request.body);
+    collection.add(body, request.properties);
+    collection.outcomes().indexed(std::string(body.key));
+  } catch (...) {
+    rejectUnanswered(context, request, currentFault(whereOf(request)));
+  }
+  return {};
+}
+
+void rejectUnanswered(ServerContext& context, const Frame& request, const Fault& fault) {
+  std::string_view key = salvageDocumentKey(request.body);
+  if (key.empty()) key = valueOf(request.properties, words().documentKey);
+  try {
+    collectionOf(context, request).outcomes().rejected(std::string(key), fault);
+  } catch (...) {
+    // Without its collection the document has no place where anybody would look for its outcome.
+    logLine("A document was refused: " + fault.text);
+  }
+}
+
+Reply endBatch(ServerContext& context, const Frame& request) {
+  collectionOf(context, request).commit();
+  return {};
+}
+
+Reply fetchOutcomes(ServerContext& context, const Frame& request) {
+  Collection& collection = collectionOf(context, request);
+  try {
+    collection.commit();
+  } catch (...) {
+    // The outcomes say so, document by document.
+  }
+  Reply reply = plainSuccess();
+  reply.more = std::make_unique<OutcomeStream>(collection.outcomes().takeAll());
+  return reply;
+}
+
+}  // namespace orvix::server

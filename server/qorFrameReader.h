@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// Cuts the bytes of one connection into request frames, whatever the segmentation. Pure: no I/O, no
+// engine. Bytes go in through feed(), whole frames come out of next(), in order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "server/qorProperties.h"
+#include "server/qorRefusal.h"
+
+namespace orvix::server {
+
+/// One request as it stood on the wire.
+struct Frame {
+  Properties properties;
+  std::string body;  ///< whole, or its first KEPT_HEAD bytes when `fault` says it is too large
+  std::uint32_t bodyLength = 0;  ///< as announced
+  std::optional<Fault> fault;  ///< set: answer with it (or not at all) and do not obey the request
+  bool positionLost = false;   ///< set: nothing after this frame can be understood; close
+};
+
+/// Shape:  { length: u16, header text: u8[length], body: u8[Content-Length] }*
+///         header text = { key ": " value "\n" }* "\r\n"
+/// Limits: a body over MAX_BODY is skipped by its announced length, never stored.
+/// Once a frame with `positionLost` came out, next() yields nothing more.
+class FrameReader {
+ public:
+  static constexpr std::uint32_t MAX_BODY = 64U << 20U;
+  static constexpr std::size_t KEPT_HEAD = 64U << 10U;
+
+  void feed(std::string_view bytes);
+  [[nodiscard]] std::optional<Frame> next();
+
+ private:
+  enum class State : std::uint32_t {
+    LENGTH = 1,  // nothing consumed; awaits the 2 length bytes
+    HEADER = 2,  // length consumed; awaits headerLength_ bytes
+    BODY = 3,    // header consumed; bodyLeft_ bytes of the body are still to come
+    LOST = 4     // a frame without a usable length went by; everything is ignored
+  };
+
+  [[nodiscard]] std::string_view held() const noexcept;
+  void consume(std::size_t count);
+  bool readLength();
+  bool readHeader();
+  bool readBody();
+
+  std::string buffer_;
+  std::size_t at_ = 0;  // consumed bytes at the start of buffer_
+  State state_ = State::LENGTH;
+  std::size_t headerLength_ = 0;
+  std::uint32_t bodyLeft_ = 0;
+  Frame frame_;
+};
+
+}  // namespace orvix::server

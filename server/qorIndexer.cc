@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+// Words are indexed as they stand, with positions, and once more stemmed: a query in double quotes
+// meets the former, a plain one the latter.
+#include "server/qorIndexer.h"
+
+#include "server/qorDocumentTerm.h"
+#include "server/qorLanguages.h"
+#include "server/qorRefusal.h"
+#include "server/qorServerWords.h"
+#include "server/qorSortKey.h"
+#include "server/qorTextDecoder.h"
+
+namespace orvix::server {
+
+namespace {
+
+/// Keeps a phrase from matching across two fields, or a field and the content.
+constexpr Xapian::termcount FIELD_GAP = 100;
+
+bool isTextType(std::string_view type) {
+  const ServerWords& w = words();
+  const std::string_view bare = type.substr(0, type.find(';'));
+  return bare.empty() || bare.starts_with("text/") || bare == w.typeUndefined ||
+         bare == w.typeUnknown || bare == "application/json" || bare == "application/xml";
+}
+
+void checkType(const Properties& properties, const std::string& key) {
+  const std::string_view type = valueOf(properties, key);
+  if (isTextType(type)) return;
+  refuse(MessageId::CONTENT_TYPE_UNSUPPORTED, "The document's type " + inQuotes(type) +
+                                                  " (property " + inQuotes(key) +
+                                                  ") is not text; send plain text, XML or JSON");
+}
+
+void indexField(const DocumentField& field, const TextSettings& settings, FieldRegistry& registry,
+                Xapian::TermGenerator& generator, Xapian::Document& document) {
+  const std::string name = toUtf8(field.name, {});
+  const FieldName split = splitFieldName(name);
+  if (!split.searchable && !split.sortable) return;
+  const FieldRegistry::Field& known = registry.add(split);
+  const std::string value = toUtf8(field.value, {});
+  if (split.searchable) {
+    generator.index_text(value, 1, FieldRegistry::prefixOf(known));
+    generator.increase_termpos(FIELD_GAP);
+  }
+  if (split.sortable && document.get_value(FieldRegistry::slotOf(known)).empty()) {
+    document.add_value(FieldRegistry::slotOf(known), sortKeyOf(value, settings.language));
+  }
+}
+
+}  // namespace
+
+TextSettings textSettingsOf(const Properties& properties, const std::string& collectionLanguage) {
+  checkType(properties, words().mimeType);
+  checkType(properties, words().knownDocumentType);
+  std::string_view charset = valueOf(properties, words().knownCharset);
+  if (charset.empty()) charset = valueOf(properties, words().charset);
+  return {languageOfDocument(properties, collectionLanguage), std::string(charset)};
+}
+
+Xapian::Document buildDocument(const DocumentBody& body, const TextSettings& settings,
+                               FieldRegistry& registry) {
+  Xapian::Document document;
+  document.set_data(std::string(body.key));
+  document.add_boolean_term(documentTermOf(body.key));
+  Xapian::TermGenerator generator;
+  generator.set_document(document);
+  generator.set_stemmer(stemmerOf(settings.language));
+  generator.set_stemming_strategy(Xapian::TermGenerator::STEM_SOME);
+  generator.set_flags(Xapian::TermGenerator::FLAG_CJK_NGRAM);
+  generator.index_text(toUtf8(body.content, settings.charset));
+  generator.increase_termpos(FIELD_GAP);
+  for (const DocumentField& field : body.fields) {
+    indexField(field, settings, registry, generator, document);
+  }
+  return document;
+}
+
+}  // namespace orvix::server

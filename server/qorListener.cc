@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// A failed accept (no descriptor left, say) is tried again after a pause instead of spinning.
+#include "server/qorListener.h"
+
+#include <charconv>
+#include <chrono>
+#include <utility>
+
+#include "server/qorRefusal.h"
+#include "server/qorSession.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+
+std::uint16_t portOf(const std::string& text, std::string_view digits) {
+  std::uint16_t port = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, port);
+  if (error != std::errc() || stop != end) {
+    refuse(MessageId::REQUEST_MALFORMED, inQuotes(text) + " has no port from 0 to 65535");
+  }
+  return port;
+}
+
+}  // namespace
+
+ListenAddress listenAddressOf(const std::string& text) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string::npos) {
+    refuse(MessageId::REQUEST_MALFORMED, inQuotes(text) + " is not of the form HOST:PORT");
+  }
+  std::string host = text.substr(0, colon);
+  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
+  if (host == "localhost") host = "127.0.0.1";
+  std::error_code error;
+  const auto address = asio::ip::make_address(host, error);
+  if (error) {
+    refuse(MessageId::REQUEST_MALFORMED, inQuotes(host) + " is not an address to listen on");
+  }
+  return {address, portOf(text, std::string_view(text).substr(colon + 1))};
+}
+
+Listener::Listener(asio::io_context& context, const ListenAddress& address, Dispatcher& dispatcher)
+    : context_(context),
+      acceptor_(context, asio::ip::tcp::endpoint(address.host, address.port)),
+      dispatcher_(dispatcher) {}
+
+void Listener::start() { asio::co_spawn(context_, acceptConnections(), asio::detached); }
+
+asio::awaitable<void> Listener::acceptConnections() {
+  asio::steady_timer pause(context_);
+  for (;;) {
+    std::error_code error;
+    auto socket = co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
+    if (!error) {
+      asio::co_spawn(context_,
+                     serveConnection(std::move(socket), dispatcher_, [this] { context_.stop(); }),
+                     asio::detached);
+      continue;
+    }
+    pause.expires_after(ACCEPT_PAUSE);
+    co_await pause.async_wait(asio::use_awaitable);
+  }
+}
+
+}  // namespace orvix::server

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the handling of one request hands to the session that writes it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace orvix::server {
+
+/// The rest of a long reply, made piece by piece as the connection takes it.
+class ReplyStream {
+ public:
+  ReplyStream() = default;
+  ReplyStream(const ReplyStream&) = delete;
+  ReplyStream& operator=(const ReplyStream&) = delete;
+  virtual ~ReplyStream() = default;
+
+  /// Appends the next piece, tens of kilobytes at most, and answers whether more follows.
+  /// A failure becomes an error record inside the piece; nothing is thrown.
+  virtual bool next(std::string& out) = 0;
+};
+
+struct Reply {
+  std::string bytes;  ///< written first, in one piece; empty: the kind is not answered
+  std::unique_ptr<ReplyStream> more;  ///< null when `bytes` is all
+  bool close = false;                 ///< close the connection afterwards
+  bool stop = false;                  ///< end the server afterwards
+};
+
+}  // namespace orvix::server

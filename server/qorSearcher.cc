@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+// Queries are parsed against the field list and matched on the last committed state. Document
+// numbers are stable and never reused, so a list of them survives later commits.
+#include "server/qorSearcher.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "server/qorFieldRegistry.h"
+#include "server/qorLanguages.h"
+#include "server/qorRefusal.h"
+#include "server/qorServerWords.h"
+#include "server/qorSortKey.h"
+#include "server/qorTextDecoder.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr unsigned QUERY_FLAGS =
+    Xapian::QueryParser::FLAG_BOOLEAN | Xapian::QueryParser::FLAG_PHRASE |
+    Xapian::QueryParser::FLAG_LOVEHATE | Xapian::QueryParser::FLAG_WILDCARD |
+    Xapian::QueryParser::FLAG_PURE_NOT | Xapian::QueryParser::FLAG_CJK_NGRAM;
+constexpr Xapian::termcount MAX_EXPANSION = 10000;
+constexpr const char* EVERYTHING = "*";
+/// Estimates look at this many matches at least, which makes small ones exact.
+constexpr Xapian::doccount CHECKED_FOR_ESTIMATE = 1000;
+constexpr double PERCENT = 100.0;
+
+bool isQueryWordByte(char byte) noexcept {
+  return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+         (byte >= '0' && byte <= '9') || byte == '_' || static_cast<unsigned char>(byte) >= 0x80;
+}
+
+/// The parser takes only word characters before the colon: others are written as '_'.
+std::string queryNameOf(std::string name) {
+  std::replace_if(
+      name.begin(), name.end(), [](char byte) { return !isQueryWordByte(byte); }, '_');
+  return name;
+}
+
+Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& fields,
+                         const std::string& text, const std::string& language) {
+  if (text == EVERYTHING) return Xapian::Query::MatchAll;
+  Xapian::QueryParser parser;
+  parser.set_database(database);
+  parser.set_stemmer(stemmerOf(language));
+  parser.set_stemming_strategy(Xapian::QueryParser::STEM_SOME);
+  parser.set_max_expansion(MAX_EXPANSION);
+  for (const auto& [name, field] : fields.all()) {
+    if (field.searchable) parser.add_prefix(queryNameOf(name), FieldRegistry::prefixOf(field));
+  }
+  return parser.parse_query(text, QUERY_FLAGS);
+}
+
+/// Calls `work`; what the engine says about the query itself becomes a refusal that quotes it.
+template <typename Work>
+auto judgingQuery(const std::string& query, const Work& work) {
+  std::string complaint;
+  try {
+    return work();
+  } catch (const Xapian::QueryParserError& error) {
+    complaint = error.get_msg();
+  } catch (const Xapian::WildcardError& error) {
+    complaint = error.get_msg();
+  }
+  refuse(MessageId::QUERY_INVALID, "The query " + inQuotes(query) + " cannot be run: " + complaint);
+}
+
+void sortByField(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
+                 const FieldRegistry::Field& field) {
+  keys.add_value(FieldRegistry::slotOf(field), false, lastSortKey());
+  enquire.set_sort_by_key_then_relevance(&keys, false);
+}
+
+void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
+              const SearchOptions& options, const FieldRegistry& fields, bool empty) {
+  if (options.unsorted) {
+    enquire.set_sort_by_value(Xapian::BAD_VALUENO - 1,
+                              false);  // no document has it: order of number
+    return;
+  }
+  if (options.sortField.empty()) return;
+  const FieldRegistry::Field* field = fields.find(options.sortField);
+  if (field != nullptr && field->sortable) {
+    sortByField(enquire, keys, *field);
+  } else if (!empty) {
+    refuse(MessageId::SORT_FIELD_UNKNOWN,
+           "No document has the sortable field " + inQuotes(options.sortField) +
+               "; send it with the prefix " + inQuotes(words().sortable));
+  }
+}
+
+std::string requiredQuery(const Properties& request) {
+  const std::string_view query = valueOf(request, words().query);
+  if (query.empty()) refuse(MessageId::QUERY_INVALID, "The request carries no query; give one");
+  return toUtf8(query, {});
+}
+
+}  // namespace
+
+SearchOptions searchOptionsOf(const Properties& request, const Collection& collection) {
+  const ServerWords& w = words();
+  SearchOptions options;
+  options.query = requiredQuery(request);
+  options.language = languageOfQuery(request, collection.config().language);
+  options.start = numberOf(request, w.start).value_or(0);
+  const std::uint32_t most = UINT32_MAX;
+  options.wanted = std::min(numberOf(request, w.size).value_or(most),
+                            numberOf(request, w.resultLimit).value_or(most));
+  options.scoreWanted = valueOf(request, w.scoreWanted) != w.stringFalse;
+  options.normalized = valueOf(request, w.scoreType) == w.normalized;
+  const std::string_view sort = valueOf(request, w.sortField);
+  options.unsorted = sort == w.unsorted;
+  if (!options.unsorted && sort != w.sortByScore) options.sortField = splitFieldName(sort).bare;
+  return options;
+}
+
+std::string SearchRun::keyOf(const Hit& hit) {
+  for (;;) {
+    try {
+      return database_.get_document(hit.document).get_data();
+    } catch (const Xapian::DatabaseModifiedError&) {
+      database_.reopen();  // commits have overtaken this view; the current one has the same numbers
+    } catch (const Xapian::DocNotFoundError&) {
+      return {};
+    }
+  }
+}
+
+SearchRun runSearch(Collection& collection, const SearchOptions& options) {
+  const Xapian::Database database = collection.reader();
+  return judgingQuery(options.query, [&] {
+    Xapian::MultiValueKeyMaker keys;
+    Xapian::Enquire enquire(database);
+    enquire.set_query(parseQuery(database, collection.fields(), options.query, options.language));
+    const Xapian::doccount documents = database.get_doccount();
+    setOrder(enquire, keys, options, collection.fields(), documents == 0);
+    const Xapian::doccount start = std::min(options.start, documents);
+    const Xapian::MSet matches =
+        enquire.get_mset(start, std::min(options.wanted, documents - start));
+    std::vector<Hit> hits;
+    hits.reserve(matches.size());
+    for (auto match = matches.begin(); match != matches.end(); ++match) {
+      const double score = options.normalized ? match.get_percent() / PERCENT : match.get_weight();
+      hits.push_back({*match, static_cast<float>(score)});
+    }
+    return SearchRun(database, std::move(hits));
+  });
+}
+
+Estimate estimateMatches(Collection& collection, const Properties& request) {
+  const std::string query = requiredQuery(request);
+  const std::string language = languageOfQuery(request, collection.config().language);
+  const Xapian::Database database = collection.reader();
+  return judgingQuery(query, [&] {
+    Xapian::Enquire enquire(database);
+    enquire.set_query(parseQuery(database, collection.fields(), query, language));
+    const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
+    return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
+                    database.get_doccount()};
+  });
+}
+
+}  // namespace orvix::server

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs queries: from the request's properties to the list of hits, their scores and their keys.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+#include <xapian.h>
+
+#include "server/qorCollection.h"
+#include "server/qorProperties.h"
+
+namespace orvix::server {
+
+struct SearchOptions {
+  std::string query;
+  std::string language;
+  std::uint32_t start = 0;   ///< hits to leave out
+  std::uint32_t wanted = 0;  ///< hits at most
+  bool scoreWanted = true;
+  bool normalized = false;  ///< scores from 0 to 1 instead of the engine's weights
+  std::string sortField;    ///< bare name; empty: by score
+  bool unsorted = false;    ///< in order of indexing
+};
+
+/// Throws: QUERY_INVALID without a query, NUMBER_INVALID.
+[[nodiscard]] SearchOptions searchOptionsOf(const Properties& request,
+                                            const Collection& collection);
+
+struct Hit {
+  Xapian::docid document = 0;
+  float score = 0;
+};
+
+/// The result of a query: all hits, but their keys are read only when they are needed.
+/// Ownership: shares the engine's handle, so it outlives its collection.
+class SearchRun {
+ public:
+  SearchRun(Xapian::Database database, std::vector<Hit> hits)
+      : database_(std::move(database)), hits_(std::move(hits)) {}
+
+  [[nodiscard]] const std::vector<Hit>& hits() const noexcept { return hits_; }
+  /// The key of a hit; empty when its document was deleted meanwhile.
+  [[nodiscard]] std::string keyOf(const Hit& hit);
+
+ private:
+  Xapian::Database database_;
+  std::vector<Hit> hits_;
+};
+
+/// Throws: QUERY_INVALID, SORT_FIELD_UNKNOWN.
+[[nodiscard]] SearchRun runSearch(Collection& collection, const SearchOptions& options);
+
+struct Estimate {
+  Xapian::doccount matches = 0;
+  Xapian::doccount lowerBound = 0;
+  Xapian::doccount documents = 0;
+};
+[[nodiscard]] Estimate estimateMatches(Collection& collection, const Properties& request);
+
+}  // namespace orvix::server
