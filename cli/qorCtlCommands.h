@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+// What each command does, from its settings to its exit code.
+#pragma once
+
+#include <ostream>
+
+#include "cli/qorCtlExit.h"
+#include "cli/qorCtlSettings.h"
+
+namespace orvix::ctl {
+
+/// Where a command writes, and what is known of these places.
+struct Terminal {
+  std::ostream& out;  ///< data
+  std::ostream& err;  ///< all else
+  bool outIsTerminal = false;
+  bool errIsTerminal = false;
+};
+
+/// Runs one command. Throws what Connection throws, and CtlFailure.
+[[nodiscard]] ExitCode runCommand(const Settings& settings, const Terminal& terminal);
+
+}  // namespace orvix::ctl

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: Apache-2.0
+// NDJSON: one JSON object per line becomes one document. A line that is too long is passed over
+// without being held.
+#include <cstdint>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <streambuf>
+#include <utility>
+
+#include "cli/qorCtlDocumentSource.h"
+#include "cli/qorCtlText.h"
+
+namespace orvix::ctl {
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+
+/// A line that is no document; the text says why.
+struct BadLine {
+  std::string why;
+};
+
+/// The text of a member that is text or a number.
+std::optional<std::string> scalarText(const Json& value) {
+  if (value.is_string()) return value.get<std::string>();
+  if (value.is_number()) return value.dump();
+  return std::nullopt;
+}
+
+std::string requireMember(const Json& object, const std::string& name, const char* option) {
+  const auto found = object.find(name);
+  if (found == object.end()) {
+    throw BadLine{"there is no member '" + printable(name) + "'; name another one with " + option};
+  }
+  auto text = scalarText(*found);
+  if (!text) throw BadLine{"the member '" + printable(name) + "' is neither text nor a number"};
+  return *std::move(text);
+}
+
+Document lineDocument(const std::string& line, const SourceOptions& options) {
+  const Json object = Json::parse(line);
+  if (!object.is_object()) throw BadLine{"the line holds no JSON object"};
+  Document document;
+  document.key = requireMember(object, options.keyMember, "--key");
+  if (document.key.empty()) throw BadLine{"the key is empty"};
+  document.content = requireMember(object, options.contentMember, "--content");
+  for (const auto& [name, value] : object.items()) {
+    if (name == options.keyMember || name == options.contentMember) continue;
+    auto text = scalarText(value);
+    if (text && !name.empty()) {
+      document.fields.push_back({name, *std::move(text)});
+    } else {
+      ++document.omittedMembers;
+    }
+  }
+  return document;
+}
+
+class NdjsonSource : public DocumentSource {
+ public:
+  NdjsonSource(const std::string& path, const SourceOptions& options)
+      : path_(path), options_(options), file_(path, std::ios::binary) {}
+
+  std::optional<SourceItem> next() override {
+    if (!file_.is_open()) {
+      if (std::exchange(reported_, true)) return std::nullopt;
+      return SourceItem{SourceProblem{"'" + printable(path_) + "' cannot be opened for reading"},
+                        0};
+    }
+    while (readLine()) {
+      if (tooLong_) {
+        return badLine("it has more than " + std::to_string(options_.maxBytes) +
+                       " bytes; split it");
+      }
+      if (line_.find_first_not_of(" \t\r") != std::string::npos) return makeItem();
+    }
+    if (file_.bad() && !std::exchange(reported_, true)) {
+      return badLine("reading stopped here; the rest of the file is missing");
+    }
+    return std::nullopt;
+  }
+
+ private:
+  /// False at the end. Holds at most the limit of a line.
+  bool readLine() {
+    line_.clear();
+    tooLong_ = false;
+    lineBytes_ = 0;
+    std::streambuf& buffer = *file_.rdbuf();
+    for (;;) {
+      const int byte = take(buffer);
+      if (byte == std::char_traits<char>::eof()) break;
+      ++lineBytes_;
+      if (byte == '\n') break;
+      if (line_.size() < options_.maxBytes) {
+        line_ += static_cast<char>(byte);
+      } else {
+        tooLong_ = true;
+      }
+    }
+    if (lineBytes_ == 0) return false;
+    if (++lineNumber_ == 1 && line_.compare(0, BYTE_ORDER_MARK.size(), BYTE_ORDER_MARK) == 0) {
+      line_.erase(0, BYTE_ORDER_MARK.size());
+    }
+    return true;
+  }
+
+  /// A failing read, such as of a folder, ends the file and marks it bad.
+  int take(std::streambuf& buffer) {
+    try {
+      return buffer.sbumpc();
+    } catch (const std::ios_base::failure&) {
+      file_.setstate(std::ios::badbit);
+      return std::char_traits<char>::eof();
+    }
+  }
+
+  SourceItem makeItem() {
+    try {
+      return {lineDocument(line_, options_), lineBytes_};
+    } catch (const BadLine& bad) {
+      return badLine(bad.why);
+    } catch (const Json::exception& failure) {
+      return badLine(std::string("it is not valid JSON: ") + printable(failure.what()));
+    }
+  }
+
+  SourceItem badLine(const std::string& why) const {
+    return {SourceProblem{"'" + printable(path_) + "' line " + std::to_string(lineNumber_) + ": " +
+                          why},
+            lineBytes_};
+  }
+
+  std::string path_;
+  SourceOptions options_;
+  std::ifstream file_;
+  std::string line_;
+  std::uint64_t lineNumber_ = 0;
+  std::uint64_t lineBytes_ = 0;
+  bool tooLong_ = false;
+  bool reported_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<DocumentSource> openNdjson(const std::string& path, const SourceOptions& options) {
+  return std::make_unique<NdjsonSource>(path, options);
+}
+
+}  // namespace orvix::ctl

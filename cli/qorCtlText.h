@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// Text between the shell, the library and the terminal: UTF-8 checks, widths, and what must not
+// reach a terminal as it is.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <unicode/unistr.h>
+
+namespace orvix::ctl {
+
+[[nodiscard]] bool isUtf8(std::string_view bytes) noexcept;
+[[nodiscard]] icu::UnicodeString toUnicode(std::string_view utf8);
+[[nodiscard]] std::string toUtf8(const icu::UnicodeString& text);
+
+/// Columns that UTF-8 text takes on a terminal: wide East Asian characters two, marks none.
+[[nodiscard]] std::size_t displayWidth(std::string_view utf8) noexcept;
+
+/// The text with control characters as \xNN, so that a key or a message cannot steer the terminal,
+/// and with bytes that are not UTF-8 as U+FFFD.
+[[nodiscard]] std::string printable(std::string_view text);
+
+/// "host:port", with brackets around a numeric IPv6 address.
+[[nodiscard]] std::string endpointText(std::string_view host, unsigned int port);
+
+}  // namespace orvix::ctl
