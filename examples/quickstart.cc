@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+// Adds a document and searches for it. Usage: quickstart PORT (of a qorserver on this machine)
+#include <cstdlib>
+#include <iostream>
+#include <qorcomm.h>
+
+using namespace orvix::comm;
+using orvix::util::ExtendedProperties;
+
+int main(int argc, char** argv) try {
+  if (argc != 2) return 2;
+  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  ClientRequest request;
+  ClientResponse response;
+  ExtendedProperties properties;
+
+  request.buildRequest(u"notes", ClientRequest::CREATE_COLLECTION, properties);
+  client.sendAndRecvMesg(request, response);
+
+  request.buildRequest(u"notes", ClientRequest::ADD_DOCUMENT, properties);
+  request.setDocKey("first", 5);
+  request.setContent({KVPair(u"Indexable:title", u"Rivers")}, "a river in the hills", 20);
+  client.sendAndRecvMesg(request, response);
+
+  request.buildRequest(u"notes", ClientRequest::UPDATE_INDEX, properties);
+  client.sendAndRecvMesg(request, response);
+
+  properties.putProperty(StaticDefs::PARAM_QUERY, u"rivers");
+  request.buildRequest(u"notes", ClientRequest::SCALAR_SEARCH, properties);
+  client.sendAndRecvMesg(request, response);
+  for (SearchResponse& hits = response.getSearchResponse(); hits.hasMore();) {
+    const SearchResult& hit = hits.getNext();
+    std::cout.write(reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength());
+    std::cout << " " << hit.getScore() << std::endl;
+  }
+} catch (const RESTException& e) {
+  std::cerr << e.what() << std::endl;
+  return 1;
+}

@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need; does nothing when they are there.
+# Usage: scripts/install-deps.sh [test]     ("test" adds what only the tests need)
+set -euo pipefail
+
+packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
+          nlohmann-json3-dev)
+if [ "${1:-}" = test ]; then
+  packages+=(libgtest-dev libgmock-dev locales)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+  status=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$status" = installed ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+echo "installing: ${missing[*]}" >&2
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+"${as_root[@]}" apt-get update -q >&2
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -q -y --no-install-recommends \
+  "${missing[@]}" >&2

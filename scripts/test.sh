@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Everything that must hold: builds with AddressSanitizer and UndefinedBehaviorSanitizer and runs all
+# tests. Incremental; ends with the summary of ctest. Usage: scripts/test.sh [ctest options]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/install-deps.sh test
+cmake --preset asan
+cmake --build --preset asan --parallel 2
+export ASAN_OPTIONS=${ASAN_OPTIONS:-strict_string_checks=1:detect_stack_use_after_return=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+ctest --preset asan --parallel 2 "$@"

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+// Which failure ends the program with which code, and what its message says.
+#include "cli/qorCtlExit.h"
+
+#include <gtest/gtest.h>
+#include <new>
+#include <string>
+
+#include "cli/qorCtlLoad.h"
+
+namespace {
+
+using namespace orvix;
+using namespace orvix::ctl;
+using comm::RESTException;
+using comm::StaticDefs;
+
+TEST(ExitCodes, FollowTheIdOfTheFailure) {
+  struct Case {
+    const icu::UnicodeString& id;
+    ExitCode code;
+  };
+  const Case cases[] = {
+      {StaticDefs::ERR_CONNECT_SERVER, ExitCode::NO_CONNECTION},
+      {StaticDefs::ERR_SERVER_COMM_SEND, ExitCode::NO_CONNECTION},
+      {StaticDefs::ERR_SERVER_COMM_RECV, ExitCode::NO_CONNECTION},
+      {StaticDefs::ERR_SERVER_COMM_TIMEOUT, ExitCode::TIME_OUT},
+      {StaticDefs::ERR_SERVER_INVALID_AUTH, ExitCode::NOT_AUTHORISED},
+      {StaticDefs::ERR_SERVER_APP, ExitCode::REFUSED},
+      {StaticDefs::ERR_SERVER_PROTOCOL, ExitCode::PROTOCOL},
+      {StaticDefs::ERR_CLIENT_RESP_PARSING, ExitCode::PROTOCOL},
+      {StaticDefs::ERR_CLIENT_INTERNAL, ExitCode::INTERNAL},
+      {StaticDefs::ERR_INVALID_STATE, ExitCode::INTERNAL},
+      {u"something new", ExitCode::INTERNAL},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(exitCodeOf(RESTException(c.id, nullptr, 0)), c.code)
+        << RESTException(c.id, "", 0).what();
+  }
+}
+
+template <class Thrown>
+Failure sortedFailure(const Thrown& thrown) {
+  try {
+    throw thrown;
+  } catch (const std::exception&) {
+    return currentFailure("search at h:1");
+  }
+}
+
+TEST(ExitCodes, OtherExceptionsKeepTheirCodeOrAreInternal) {
+  EXPECT_EQ(sortedFailure(CtlFailure(ExitCode::LOCAL_FILE, "x")).code, ExitCode::LOCAL_FILE);
+  EXPECT_EQ(sortedFailure(CtlFailure(ExitCode::LOCAL_FILE, "x")).text, "x");
+  EXPECT_EQ(sortedFailure(oss::NLSException(u"ES", nullptr, 0)).code, ExitCode::INTERNAL);
+  EXPECT_EQ(sortedFailure(std::bad_alloc()).code, ExitCode::INTERNAL);
+  EXPECT_EQ(sortedFailure(RESTException(StaticDefs::ERR_SERVER_PROTOCOL, "f", 1)).code,
+            ExitCode::PROTOCOL);
+}
+
+TEST(FailureText, NamesServerArgumentsAndCauses) {
+  RESTException failure(StaticDefs::ERR_CONNECT_SERVER, "file", 236);
+  failure.getErrorMessage().addArgument(u"h\x1b");
+  failure.getErrorMessage().addArgument(1U);
+  failure.addMessage(oss::Message(u"SOCKET_CONNECT", u"refused", oss::Message::ERROR_TEXT));
+  failure.addMessage(oss::Message(StaticDefs::ERR_SERVER_APP, u"", oss::Message::ERROR_TEXT));
+  EXPECT_EQ(describe(failure, "status at h:1"),
+            "status at h:1: ERR_CONNECT_SERVER [h\\x1b, 1] (file:236)\n"
+            "  cause: SOCKET_CONNECT: refused");
+}
+
+TEST(LoadResults, AreDoneInPartAsSoonAsOneDocumentGotIn) {
+  const Failure lost{ExitCode::NO_CONNECTION, "lost"};
+  struct Case {
+    const char* name;
+    LoadResult result;  // sent, accepted, rejected, problems
+    ExitCode code;
+  };
+  const Case cases[] = {
+      {"nothing to do", {{0, 0, 0, 0}, {}}, ExitCode::DONE},
+      {"all accepted", {{5, 5, 0, 0}, {}}, ExitCode::DONE},
+      {"some rejected", {{5, 4, 1, 0}, {}}, ExitCode::DONE_IN_PART},
+      {"all rejected", {{5, 0, 5, 0}, {}}, ExitCode::REFUSED},
+      {"a file unreadable", {{5, 5, 0, 1}, {}}, ExitCode::DONE_IN_PART},
+      {"every file unreadable", {{0, 0, 0, 3}, {}}, ExitCode::LOCAL_FILE},
+      {"lost at the start", {{1, 0, 0, 0}, lost}, ExitCode::NO_CONNECTION},
+      {"lost after a batch", {{5, 4, 0, 0}, lost}, ExitCode::DONE_IN_PART},
+  };
+  for (const Case& c : cases) EXPECT_EQ(exitCodeOf(c.result), c.code) << c.name;
+}
+
+}  // namespace

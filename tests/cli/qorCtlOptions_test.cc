@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+// Arguments to settings, and arguments that are refused before anything is sent.
+#include "cli/qorCtlOptions.h"
+
+#include <gtest/gtest.h>
+#include <initializer_list>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "cli/qorCtlExit.h"
+
+namespace {
+
+using namespace orvix::ctl;
+
+ParsedArguments parse(const std::vector<std::string>& words) {
+  std::vector<const char*> arguments{"qorctl"};
+  for (const std::string& word : words) arguments.push_back(word.c_str());
+  return parseArguments(static_cast<int>(arguments.size()), arguments.data());
+}
+
+std::string refusal(const std::vector<std::string>& words) {
+  try {
+    parse(words);
+    return "";
+  } catch (const CtlFailure& failure) {
+    EXPECT_EQ(failure.code(), ExitCode::USAGE);
+    return failure.what();
+  }
+}
+
+TEST(Options, EveryCommandIsReachedByItsName) {
+  for (const CommandRow& row : commandTable()) {
+    SCOPED_TRACE(commandName(row.command));
+    std::vector<std::string> words;
+    if (row.group != nullptr) words.emplace_back(row.group);
+    words.emplace_back(row.name);
+    const std::uint32_t bit = std::uint32_t{1} << static_cast<std::uint32_t>(row.command);
+    for (const OptionRow& option : optionTable()) {
+      if ((option.commands & bit) != 0 && option.name[0] != '-') words.emplace_back("x");
+    }
+    const auto parsed = parse(words);
+    ASSERT_TRUE(parsed.settings);
+    EXPECT_EQ(parsed.settings->command, row.command);
+  }
+}
+
+TEST(Options, GlobalOnesMayStandAnywhere) {
+  for (const auto& words : {std::vector<std::string>{"--port", "7", "collection", "create", "c"},
+                            {"collection", "--port", "7", "create", "c"},
+                            {"collection", "create", "c", "--port", "7"}}) {
+    const auto parsed = parse(words);
+    ASSERT_TRUE(parsed.settings);
+    EXPECT_EQ(parsed.settings->port, 7U);
+    EXPECT_EQ(parsed.settings->collection, "c");
+  }
+}
+
+TEST(Options, ArgumentsMayLookLikeCommandsOrOptions) {
+  auto settings = *parse({"search", "status", "load", "--limit", "5"}).settings;
+  EXPECT_EQ(settings.command, Command::SEARCH);
+  EXPECT_EQ(settings.collection, "status");
+  EXPECT_EQ(settings.query, "load");
+  settings = *parse({"search", "c", "--", "-x"}).settings;
+  EXPECT_EQ(settings.query, "-x");
+}
+
+TEST(Options, RepeatedOnesTakeOneValueEach) {
+  const auto settings =
+      *parse({"load", "c", "--index", "a", "p", "--index", "b", "q", "--sortable", "s"}).settings;
+  EXPECT_EQ(settings.indexedFields, (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(settings.sortableFields, std::vector<std::string>{"s"});
+  EXPECT_EQ(settings.paths, (std::vector<std::string>{"p", "q"}));
+}
+
+TEST(Options, HelpIsATextAndNoFailure) {
+  EXPECT_FALSE(parse({"--help"}).settings);
+  EXPECT_NE(parse({"search", "--help"}).text.find("--limit COUNT"), std::string::npos);
+}
+
+TEST(Options, BadValuesAreRefusedWithTheirName) {
+  struct Case {
+    std::vector<std::string> words;
+    const char* says;
+  };
+  const Case cases[] = {
+      {{}, "A subcommand is required"},
+      {{"find"}, "'find' is not understood here"},
+      {{"collection", "make", "c"}, "'make' is not understood here"},
+      {{"status", "x"}, "'x' is not understood here"},
+      {{"status", "--limit", "1"}, "'--limit' is not understood here"},
+      {{"search", "c"}, "query is required"},
+      {{"search", "c", ""}, "query: the value is empty"},
+      {{"search", "", "q"}, "collection: the value is empty"},
+      {{"search", "c", "a\nb"}, "query: a line feed"},
+      {{"search", "c", "a\rb"}, "query: a line feed"},
+      {{"search", "c", "a\xff"}, "query: the value is not UTF-8"},
+      {{"search", "c", std::string(8193, 'a')},
+       "query: the value has 8193 bytes; give at most 8192"},
+      {{"search", "c\n", "q"}, "collection: a line feed"},
+      {{"search", "c", "q", "--limit", "0"}, "--limit: '0' is not a whole number from 1"},
+      {{"search", "c", "q", "--limit", "4294967296"}, "--limit:"},
+      {{"search", "c", "q", "--offset", "-1"}, "--offset: '-1' is not a whole number"},
+      {{"search", "c", "q", "--sort", "a\nb"}, "--sort: a line feed"},
+      {{"status", "--port", "0"}, "--port: '0' is not a whole number from 1 to 65535"},
+      {{"status", "--port", "65536"}, "--port:"},
+      {{"status", "--port", "80x"}, "--port: '80x'"},
+      {{"status", "--timeout", "nan"}, "--timeout: 'nan' is not a number of seconds"},
+      {{"status", "--timeout", "-1"}, "--timeout:"},
+      {{"status", "--connect-timeout", "1e9"}, "--connect-timeout:"},
+      {{"status", "--retries", "101"}, "--retries:"},
+      {{"status", "--output", "xml"}, "--output: 'xml' is no output form; give table or ndjson"},
+      {{"status", "--host", ""}, "--host: the value is empty"},
+      {{"backup", "c", "a\nb"}, "name: a line feed"},
+      {{"doc", "add", "c", "k", "--field", "x"}, "--field: 'x' is no field; give NAME=VALUE"},
+      {{"doc", "add", "c", "k", "--field", "=x"}, "--field:"},
+      {{"doc", "add", "c", "k", "--field", "a=1", "--index", "b"}, "there is none called 'b'"},
+      {{"doc", "delete", "c", ""}, "key: the value is empty"},
+  };
+  for (const Case& c : cases) {
+    const std::string text = refusal(c.words);
+    EXPECT_NE(text.find(c.says), std::string::npos) << "'" << text << "' for: " << c.says;
+  }
+}
+
+TEST(Options, ValuesAtTheLimitsAreTaken) {
+  EXPECT_EQ(refusal({"search", "c", std::string(8192, 'a'), "--limit", "4294967295"}), "");
+  EXPECT_EQ(refusal({"status", "--port", "65535", "--timeout", "0", "--connect-timeout", "0.5"}),
+            "");
+  EXPECT_EQ(refusal({"doc", "add", "c", "k", "--field", "a=", "--index", "a"}), "");
+}
+
+}  // namespace

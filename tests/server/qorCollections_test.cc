@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+// Life of collections and documents: batches and their outcomes, restarts, backup and restore.
+#include <fstream>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "server/qorOutcomes.h"
+#include "tests/server/qorServerFixture.h"
+
+namespace orvix::server {
+namespace {
+
+using Keys = std::vector<std::string>;
+using testing::documentOf;
+using testing::TERMINATOR;
+
+class Collections : public testing::ServerFixture {
+ protected:
+  Collections() { create("c"); }
+  void send(const std::string& body, Properties properties = {}) {
+    properties["index"] = "c";
+    EXPECT_EQ(ask("asyncAddDocument", std::move(properties), body), "");
+  }
+};
+
+TEST_F(Collections, ABatchIsSearchableAfterItsEndAndItsOutcomesAreToldOnce) {
+  send(documentOf("good", "word"));
+  send(documentOf("bad", "word").substr(0, 39));
+  send(documentOf("odd", "word"), {{"charset", "klingon"}});
+  send(documentOf("image", "word"), {{"mimeType", "image/png"}});
+  send("", {{"docId", "bodiless"}});
+  send(documentOf("good", "word again"));
+  EXPECT_EQ(find("word"), Keys{});
+  EXPECT_EQ(verdict("getStatus", {}), "status 5");
+  send(std::string(TERMINATOR));
+  EXPECT_EQ(find("again"), Keys{"good"});
+  EXPECT_EQ(verdict("getStatus", {}), "status 1");
+  EXPECT_EQ(outcomes(),
+            (Keys{"good", "bad=SRV_BODY_MALFORMED", "odd=SRV_CHARSET_UNKNOWN",
+                  "image=SRV_CONTENT_TYPE_UNSUPPORTED", "bodiless=SRV_BODY_MALFORMED", "good"}));
+  EXPECT_EQ(outcomes(), Keys{});
+}
+
+TEST_F(Collections, AskingForOutcomesOrAnUpdateEndsABatchToo) {
+  send(documentOf("1", "word"));
+  EXPECT_EQ(outcomes(), Keys{"1"});
+  EXPECT_EQ(find("word"), Keys{"1"});
+  send(documentOf("2", "second"));
+  EXPECT_EQ(verdict("updateIndex", {{"index", "c"}}), "status 1");
+  EXPECT_EQ(find("second"), Keys{"2"});
+  send(documentOf("3", "third"));
+  EXPECT_EQ(verdict("closeCollection", {{"index", "c"}}), "status 1");
+  EXPECT_EQ(find("third"), Keys{"3"});
+  EXPECT_EQ(outcomes(), (Keys{"2", "3"}));
+}
+
+TEST_F(Collections, AKeyNamesOneDocumentWhateverItsBytes) {
+  const std::string shared(300, 'k');
+  for (const std::string& key : {std::string("k"), std::string("\0\xff", 2), shared + "1",
+                                 shared + "2", std::string(16384, '\0')}) {
+    add(key, "first");
+    add(key, "second");
+    EXPECT_EQ(find("second"), Keys{key});
+    EXPECT_EQ(find("first"), Keys{});
+    EXPECT_EQ(verdict("deleteDocument", {{"index", "c"}}, documentOf(key)), "status 1");
+    EXPECT_EQ(verdict("deleteDocument", {{"index", "c"}}, documentOf(key)), "status 1");
+    EXPECT_EQ(find("second"), Keys{});
+  }
+}
+
+TEST_F(Collections, WhatWasAnsweredSurvivesARestart) {
+  add("k", "word", {{"Indexable:[sortable]title", "basics"}});
+  ASSERT_EQ(verdict("setConstructorConfiguration",
+                    {{"index", "c"}, {"colData", "x"}, {"docLang", "de"}, {"tabPassword", "hush"}}),
+            "status 1");
+  restart();
+  EXPECT_EQ(find("title:basics", {{"sortField", "title"}, {"queryLang", "en"}}), Keys{"k"});
+  const std::string status = ask("collectionStatus", {{"index", "c"}});
+  for (const char* part : {"\"documents\":1", "\"language\":\"de\"", "\"colData\":\"x\"",
+                           "\"title\":{\"searchable\":true,\"sortable\":true}"}) {
+    EXPECT_NE(status.find(part), std::string::npos) << part << " in " << status;
+  }
+  EXPECT_EQ(status.find("hush"), std::string::npos);
+}
+
+TEST_F(Collections, NamesMustFit) {
+  for (const char* action : {"deleteCollection", "openCollection", "closeCollection", "updateIndex",
+                             "search", "selectivity", "getParseResult", "collectionStatus",
+                             "getStatus", "setConstructorConfiguration", "backup"}) {
+    EXPECT_EQ(verdict(action, {{"index", "absent"}, {"query", "x"}, {"dataDir", "b"}}),
+              "SRV_COLLECTION_UNKNOWN")
+        << action;
+  }
+  EXPECT_EQ(verdict("createCollection", {{"index", "c"}}), "SRV_COLLECTION_EXISTS");
+  EXPECT_EQ(verdict("createCollection", {}), "SRV_COLLECTION_NAME_INVALID");
+  EXPECT_EQ(verdict("createCollection", {{"index", std::string(999, 'x')}}),
+            "SRV_COLLECTION_NAME_INVALID");
+  EXPECT_EQ(verdict("createCollection", {{"index", "\xff"}}), "SRV_COLLECTION_NAME_INVALID");
+  EXPECT_EQ(ask("asyncAddDocument", {{"index", "absent"}}, documentOf("k")), "");
+  EXPECT_EQ(ask("asyncAddDocument", {{"index", "absent"}}, std::string(TERMINATOR)), "");
+}
+
+TEST_F(Collections, BackupBringsBackWhatItSaw) {
+  create("other");
+  add("k", "word", {{"Indexable:title", "basics"}});
+  send(documentOf("pending", "word"));
+  ASSERT_EQ(verdict("backup", {{"index", "c"}, {"dataDir", "../one"}}), "status 1");
+  ASSERT_EQ(verdict("backup", {{"dataDir", "all"}}), "status 1");
+  add("later", "word");
+  ASSERT_EQ(verdict("restore", {{"index", "c"}, {"dataDir", "../one"}}), "status 1");
+  EXPECT_EQ(find("word").size(), 2U);
+  EXPECT_EQ(find("title:basics"), Keys{"k"});
+  for (const char* name : {"c", "other"}) {
+    ASSERT_EQ(verdict("deleteCollection", {{"index", name}}), "status 1");
+  }
+  ASSERT_EQ(verdict("restore", {{"dataDir", "all"}}), "status 1");
+  EXPECT_EQ(find("word").size(), 2U);
+  EXPECT_EQ(verdict("openCollection", {{"index", "other"}}), "status 1");
+  EXPECT_EQ(outcomes(), Keys{});
+  EXPECT_EQ(verdict("restore", {{"dataDir", "none"}}), "SRV_BACKUP_UNKNOWN");
+  EXPECT_EQ(verdict("restore", {{"index", "absent"}, {"dataDir", "all"}}), "SRV_BACKUP_UNKNOWN");
+  EXPECT_EQ(verdict("backup", {{"index", "c"}}), "SRV_BACKUP_NAME_INVALID");
+  EXPECT_TRUE(std::filesystem::is_empty(root() / "scratch"));
+}
+
+TEST_F(Collections, ADamagedBackupIsNotInstalled) {
+  add("k", "word");
+  ASSERT_EQ(verdict("backup", {{"index", "c"}, {"opcode", "b"}}), "status 1");
+  for (const auto& file : std::filesystem::directory_iterator(root() / "backups" / "n-b" / "n-c")) {
+    std::ofstream(file.path(), std::ios::trunc) << "damaged";
+  }
+  EXPECT_EQ(verdict("restore", {{"index", "c"}, {"opcode", "b"}}), "SRV_ENGINE_FAILED");
+  EXPECT_EQ(find("word"), Keys{"k"});
+}
+
+TEST_F(Collections, AFailedWriteTurnsTheBatchIntoRejections) {
+  add("kept", "word");
+  send(documentOf("lost", "word"));
+  std::filesystem::remove_all(root() / "collections" / "n-c");
+  const Keys told = outcomes();
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0], "lost=SRV_ENGINE_FAILED");
+  EXPECT_EQ(verdict("getStatus", {}), "SRV_ENGINE_FAILED");
+}
+
+TEST_F(Collections, OneServerHoldsADataDirectory) { EXPECT_THROW(DataDirectory{root()}, Refusal); }
+
+TEST(Outcomes, OnlyWhatIsNotSettledFails) {
+  Outcomes outcomes;
+  outcomes.indexed("settled");
+  outcomes.settle();
+  outcomes.indexed("unsettled");
+  outcomes.rejected("rejected", {MessageId::CHARSET_UNKNOWN, ""});
+  outcomes.failUnsettled({MessageId::ENGINE_FAILED, ""});
+  const auto all = outcomes.takeAll();
+  ASSERT_EQ(all.size(), 3U);
+  EXPECT_FALSE(all[0].fault);
+  EXPECT_EQ(all[1].fault->id, MessageId::ENGINE_FAILED);
+  EXPECT_EQ(all[2].fault->id, MessageId::CHARSET_UNKNOWN);
+}
+
+}  // namespace
+}  // namespace orvix::server

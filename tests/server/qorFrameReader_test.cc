@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+// The same bytes, however they arrive, give the same frames.
+#include "server/qorFrameReader.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "tests/server/qorServerFixture.h"
+
+namespace orvix::server {
+namespace {
+
+using testing::frameOf;
+using testing::u16Bytes;
+
+/// What came out, in a form that is easy to compare.
+std::string told(const Frame& frame) {
+  std::string text;
+  for (const auto& [key, value] : frame.properties) text += key + "=" + value + ";";
+  text += "|" + frame.body + "|";
+  if (frame.fault) text += std::string(messageIdText(frame.fault->id));
+  return text + (frame.positionLost ? " LOST" : "");
+}
+
+std::vector<std::string> drain(FrameReader& reader) {
+  std::vector<std::string> frames;
+  while (const auto frame = reader.next()) frames.push_back(told(*frame));
+  return frames;
+}
+
+std::vector<std::string> fed(const std::vector<std::string>& pieces) {
+  FrameReader reader;
+  std::vector<std::string> frames;
+  for (const std::string& piece : pieces) {
+    reader.feed(piece);
+    for (std::string& frame : drain(reader)) frames.push_back(std::move(frame));
+  }
+  return frames;
+}
+
+TEST(FrameReader, FramesAreTheSameWholeBytewiseAndAtEveryCut) {
+  const std::string stream = frameOf("action: a: b\nempty: \n") +
+                             frameOf("action: x\n", "body\r\n\0\x01") + frameOf("") +
+                             frameOf("action: asyncAddDocument\n", testing::TERMINATOR);
+  const std::vector<std::string> whole = fed({stream});
+  ASSERT_EQ(whole.size(), 4U);
+  EXPECT_EQ(whole[0], "Content-Length  =;action=a: b;empty=;||");
+  EXPECT_EQ(whole[2], "Content-Length  =;||");
+
+  std::vector<std::string> bytes;
+  for (const char byte : stream) bytes.emplace_back(1, byte);
+  EXPECT_EQ(fed(bytes), whole);
+  for (std::size_t cut = 1; cut < stream.size(); ++cut) {
+    SCOPED_TRACE(cut);
+    EXPECT_EQ(fed({stream.substr(0, cut), stream.substr(cut)}), whole);
+  }
+}
+
+TEST(FrameReader, AFrameThatHidesItsLengthEndsTheStream) {
+  struct Case {
+    const char* name;
+    std::string header;
+  };
+  const std::vector<Case> cases{
+      {"no separator", "Content-Length  : \naction\n\r\n"},
+      {"separator without its blank", "Content-Length  : \naction:x\n\r\n"},
+      {"no terminator", "Content-Length  : \naction: x\n"},
+      {"last line without its line feed", "Content-Length  : \naction: x\r\n"},
+      {"empty header", ""},
+      {"no length line", "action: x\n\r\n"},
+      {"key without its two blanks", "Content-Length: 4\n\r\n"},
+      {"length twice", "Content-Length  : \nContent-Length  : \n\r\n"},
+      {"length with a sign", "Content-Length  : -1\n\r\n"},
+      {"length with a tail", "Content-Length  : 1x\n\r\n"},
+      {"length of 33 bits", "Content-Length  : 4294967296\n\r\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    FrameReader reader;
+    reader.feed(u16Bytes(c.header.size()) + c.header + frameOf("action: x\n"));
+    const auto frame = reader.next();
+    ASSERT_TRUE(frame);
+    EXPECT_TRUE(frame->fault);
+    EXPECT_TRUE(frame->positionLost);
+    EXPECT_FALSE(reader.next());
+  }
+}
+
+TEST(FrameReader, AnOversizedBodyIsSkippedAndTheNextFrameRead) {
+  const std::uint32_t size = FrameReader::MAX_BODY + 1;
+  FrameReader reader;
+  const std::string header = "Content-Length  : " + std::to_string(size) + "\n\r\n";
+  reader.feed(u16Bytes(header.size()) + header);
+  const std::string piece(1U << 20U, 'x');
+  for (std::uint32_t sent = 0; sent < size - 1; sent += static_cast<std::uint32_t>(piece.size())) {
+    reader.feed(piece);
+    EXPECT_FALSE(reader.next());
+  }
+  reader.feed("x" + frameOf("action: after\n"));
+  const auto refused = reader.next();
+  ASSERT_TRUE(refused && refused->fault);
+  EXPECT_EQ(refused->fault->id, MessageId::DOCUMENT_TOO_LARGE);
+  EXPECT_FALSE(refused->positionLost);
+  EXPECT_EQ(refused->body.size(), FrameReader::KEPT_HEAD);
+  const auto after = reader.next();
+  ASSERT_TRUE(after);
+  EXPECT_EQ(after->properties.at("action"), "after");
+}
+
+}  // namespace
+}  // namespace orvix::server
