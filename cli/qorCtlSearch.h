@@ -19,8 +19,8 @@ namespace orvix::ctl {
 [[nodiscard]] std::string errorInHit(const comm::SearchResult& hit);
 
 /// Runs the search, writes its hits and returns their number. What was written before a failure
-/// stays written. Throws: as Connection does, and CtlFailure REFUSED when an error travels among
-/// the hits.
+/// stays written.
+/// Throws: as Connection does, and CtlFailure REFUSED when an error travels among the hits.
 std::uint64_t runSearch(Connection& connection, const Settings& settings, OutputFormat format,
                         std::ostream& out);
 

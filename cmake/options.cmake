@@ -6,7 +6,8 @@ target_include_directories(qorcomm_options INTERFACE
 target_compile_options(qorcomm_options INTERFACE
   -Wall -Wextra -Wconversion -Wshadow -Wswitch-enum -Wno-missing-field-initializers
   # GCC 12 sees overlapping copies in std::string's operator+ at -O3 where there are none.
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  # Without unique symbols: with one, a library can never be unloaded again.
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
   $<$<BOOL:${QORCOMM_WARNINGS_AS_ERRORS}>:-Werror>)
 if(QORCOMM_SANITIZE)
   target_compile_options(qorcomm_options INTERFACE
@@ -18,3 +19,5 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+include(${CMAKE_CURRENT_LIST_DIR}/hardening.cmake)

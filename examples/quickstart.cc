@@ -10,24 +10,24 @@ using orvix::util::ExtendedProperties;
 int main(int argc, char** argv) try {
   if (argc != 2) return 2;
   TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
-  ClientRequest request;
+  ClientRequest create, add, update, search;  // a request keeps its document: take one for each
   ClientResponse response;
   ExtendedProperties properties;
 
-  request.buildRequest(u"notes", ClientRequest::CREATE_COLLECTION, properties);
-  client.sendAndRecvMesg(request, response);
+  create.buildRequest(u"notes", ClientRequest::CREATE_COLLECTION, properties);
+  client.sendAndRecvMesg(create, response);
 
-  request.buildRequest(u"notes", ClientRequest::ADD_DOCUMENT, properties);
-  request.setDocKey("first", 5);
-  request.setContent({KVPair(u"Indexable:title", u"Rivers")}, "a river in the hills", 20);
-  client.sendAndRecvMesg(request, response);
+  add.buildRequest(u"notes", ClientRequest::ADD_DOCUMENT, properties);
+  add.setDocKey("first", 5);
+  add.setContent({KVPair(u"Indexable:title", u"Rivers")}, "a river in the hills", 20);
+  client.sendAndRecvMesg(add, response);
 
-  request.buildRequest(u"notes", ClientRequest::UPDATE_INDEX, properties);
-  client.sendAndRecvMesg(request, response);
+  update.buildRequest(u"notes", ClientRequest::UPDATE_INDEX, properties);
+  client.sendAndRecvMesg(update, response);
 
   properties.putProperty(StaticDefs::PARAM_QUERY, u"rivers");
-  request.buildRequest(u"notes", ClientRequest::SCALAR_SEARCH, properties);
-  client.sendAndRecvMesg(request, response);
+  search.buildRequest(u"notes", ClientRequest::SCALAR_SEARCH, properties);
+  client.sendAndRecvMesg(search, response);
   for (SearchResponse& hits = response.getSearchResponse(); hits.hasMore();) {
     const SearchResult& hit = hits.getNext();
     std::cout.write(reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength());

@@ -14,13 +14,15 @@ struct ListenAddress {
   std::uint16_t port = 0;
 };
 
-/// "127.0.0.1:8715", "[::1]:0". Throws: REQUEST_MALFORMED, naming the text.
+/// "127.0.0.1:8715", "[::1]:0".
+/// Throws: REQUEST_MALFORMED, naming the text.
 [[nodiscard]] ListenAddress listenAddressOf(const std::string& text);
 
 /// Threads: all of it runs on the io_context's one thread.
 class Listener {
  public:
-  /// Listens at once. Borrows both, for its whole life. Throws: std::system_error.
+  /// Listens at once. Borrows both, for its whole life.
+  /// Throws: std::system_error.
   Listener(asio::io_context& context, const ListenAddress& address, Dispatcher& dispatcher);
 
   /// With the port that the system chose where 0 was asked for.

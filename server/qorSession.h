@@ -11,8 +11,8 @@ namespace orvix::server {
 
 /// Serves the connection until the peer leaves, the position in the stream is lost or the server
 /// stops. Reads nothing while a reply is being written, so a peer that does not read is not read
-/// from. Borrows: dispatcher, until the io_context is gone. Calls `stop` when a request ends the
-/// server.
+/// from.
+/// Borrows: dispatcher, until the io_context is gone. Calls `stop` when a request ends the server.
 asio::awaitable<void> serveConnection(asio::ip::tcp::socket socket, Dispatcher& dispatcher,
                                       std::function<void()> stop);
 

@@ -45,7 +45,8 @@ class QORCOMM_EXPORT ClientRequest {
   ~ClientRequest();  // Kept: not virtual. Do not delete a derived request through this type.
 
   /// An operation on one collection. Replaces kind, collection, properties and operation name; puts
-  /// "ver", "index" and, for the search kinds, "mode". Key, content and fields stay.
+  /// "ver", "index" and, for the search kinds, "mode". Key, content and fields of an earlier use
+  /// stay and are sent again: take a fresh request for each document.
   void buildRequest(const icu::UnicodeString& collectionName, REQUEST kind,
                     const util::ExtendedProperties& props);
   /// An operation on the server. Puts "ver" only: for a search the caller supplies "mode".

@@ -2,6 +2,7 @@
 #include "comm/response/qorClientResponse.h"
 
 #include "comm/protocol/internal/qorRequestKinds.h"
+#include "infra/oss/internal/qorTextConversion.h"
 
 namespace orvix::comm {
 
@@ -22,19 +23,25 @@ ParseResponse& ClientResponse::getParseResponse() {
   return parseResponse_;
 }
 
-void ClientResponse::addSearchResult(const SearchResult& record) {
-  if (pulling_ && searchResponse_.count() == 0) searchResponse_.reset();
+void ClientResponse::appendContent(const icu::UnicodeString& text) {
+  content_.append(text);
+  oss::requireText(content_);
+}
+
+template <class List, class Record>
+void ClientResponse::addTo(List& list, const Record& record) {
+  if (pulling_ && list.count() == 0) {
+    list.restart(record);
+  } else {
+    list.append(record);
+  }
   pulling_ = false;
-  searchResponse_.append(record);
   ++resultCount_;
 }
 
-void ClientResponse::addParseResult(const ParseResult& record) {
-  if (pulling_ && parseResponse_.count() == 0) parseResponse_.reset();
-  pulling_ = false;
-  parseResponse_.append(record);
-  ++resultCount_;
-}
+void ClientResponse::addSearchResult(const SearchResult& record) { addTo(searchResponse_, record); }
+
+void ClientResponse::addParseResult(const ParseResult& record) { addTo(parseResponse_, record); }
 
 void ClientResponse::beginReply(std::uint32_t kind) {
   resultCount_ = 0;

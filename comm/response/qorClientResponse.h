@@ -16,10 +16,11 @@ namespace orvix::comm {
 
 class CorvaneClient;
 
-/// Result code, status, text and result lists of a reply. Serves one request at a time: every
-/// request starts it afresh, so that nothing of an earlier reply is read as part of the next. Owns:
-/// everything it hands out by reference; a copy is deep. Threads: one, together with the client
-/// that fills it.
+/// Result code, status, text and result lists of a reply. Serves one request at a time: reading a
+/// reply starts it afresh, so that nothing of an earlier one is read as part of the next. A request
+/// that fails before its reply is read leaves it as it was.
+/// Owns:    everything it hands out by reference; a copy is deep.
+/// Threads: one, together with the client that fills it.
 class QORCOMM_EXPORT ClientResponse {
  public:
   ClientResponse();
@@ -62,7 +63,8 @@ class QORCOMM_EXPORT ClientResponse {
   void setStatusMessage(const icu::UnicodeString& text) { statusMessage_.setMessageText(text); }
   void setStatusMessage(const oss::Message& message) { statusMessage_ = message; }
   void setResultsPending(bool pending) { resultsPending_ = pending; }
-  void appendContent(const icu::UnicodeString& text) { content_.append(text); }
+  /// Throws NLSException when memory runs out.
+  void appendContent(const icu::UnicodeString& text);
   void clearContent() { content_.remove(); }
   void setSearchResponse(const SearchResponse& list) { searchResponse_ = list; }
   void setParseResponse(const ParseResponse& list) { parseResponse_ = list; }
@@ -75,6 +77,9 @@ class QORCOMM_EXPORT ClientResponse {
   void endPull() { pulling_ = false; }
 
  private:
+  template <class List, class Record>
+  void addTo(List& list, const Record& record);
+
   unsigned int resultCount_ = 0;
   icu::UnicodeString text_;
   oss::UTF8String textBuffer_;

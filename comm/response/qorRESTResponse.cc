@@ -190,8 +190,8 @@ std::uint32_t RESTResponse::parseChunkSize(std::string_view bytes) {
 
 std::uint32_t RESTResponse::parseHeader(const char* buffer, std::uint32_t length,
                                         [[maybe_unused]] ClientResponse& response) {
-  const oss::TraceScope trace(detail::probes::PARSE_HEADER);
-  oss::flightRecord(detail::probes::PARSE_HEADER, buffer, length);
+  const oss::TraceScope trace(detail::probes::PLAIN_HEADER);
+  oss::flightRecord(detail::probes::PLAIN_HEADER, buffer, length);
   const std::string_view bytes(buffer, length);
   const std::size_t header = headerLength(bytes);
   parseHeaderLines(bytes.substr(0, header));
@@ -230,8 +230,8 @@ void RESTResponse::parseHeaderLine(const UnicodeString& line) {
 
 std::uint32_t RESTResponse::parseContent(const char* buffer, std::uint32_t length,
                                          ClientResponse& response, bool& endOfStream) {
-  const oss::TraceScope trace(detail::probes::PARSE_CONTENT);
-  oss::flightRecord(detail::probes::PARSE_CONTENT, buffer, length);
+  const oss::TraceScope trace(detail::probes::PLAIN_CONTENT);
+  oss::flightRecord(detail::probes::PLAIN_CONTENT, buffer, length);
   if (statusCode_ == HTTP_OK) response.setResultCode(0);
   if (contentLength_ == 0) {
     state_ = State::FINISHED;
@@ -273,7 +273,7 @@ std::uint32_t RESTResponse::parseBody(std::string_view piece, ClientResponse& re
 
 std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t length,
                                               ClientResponse& response, bool& endOfStream) {
-  const oss::TraceScope trace(detail::probes::PARSE_SEARCH);
+  const oss::TraceScope trace(detail::probes::PLAIN_SEARCH);
   if (length == 0) {
     std::fputs(" [WARN]: parseStreamSearch !!: 0 len for resp\n", stderr);
     endOfStream = true;
@@ -297,7 +297,7 @@ std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t 
 
 std::uint32_t RESTResponse::parseParseResult(const char* buffer, std::uint32_t length,
                                              ClientResponse& response, bool& endOfStream) {
-  const oss::TraceScope trace(detail::probes::PARSE_OUTCOMES);
+  const oss::TraceScope trace(detail::probes::PLAIN_OUTCOMES);
   std::string_view rest(buffer, length);
   while (!rest.empty()) {
     const CountedRecord record(rest);

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <utility>
 
 namespace orvix::comm {
 
@@ -37,6 +38,11 @@ class RecordCursor {
   void append(const Record& record) {
     records_.push_back(record);
     if (++pending_ == 1) cursor_ = 0;
+  }
+  void swap(RecordCursor& other) noexcept {
+    records_.swap(other.records_);
+    std::swap(cursor_, other.cursor_);
+    std::swap(pending_, other.pending_);
   }
   void clear() {
     pending_ = 0;

@@ -10,9 +10,7 @@ SearchResponse::SearchResponse(const SearchResponse& other) : RecordCursor(other
 SearchResponse& SearchResponse::operator=(const SearchResponse& other) {
   if (this == &other) return *this;
   SearchResponse copy(other);
-  reset();
-  RecordCursor::operator=(copy);
-  copy.clear();  // the raw keys are this list's now
+  RecordCursor::swap(copy);  // the copy frees the raw keys that this list held
   return *this;
 }
 
@@ -21,6 +19,12 @@ SearchResponse::~SearchResponse() { reset(); }
 void SearchResponse::reset() {
   for (SearchResult& record : records()) record.releaseRawKey();
   clear();
+}
+
+void SearchResponse::restart(const SearchResult& record) {
+  SearchResponse fresh;
+  fresh.append(record);
+  RecordCursor::swap(fresh);
 }
 
 /// Gives each record bytes of its own. When memory runs out half-way nothing is leaked and nothing
@@ -43,5 +47,11 @@ ParseResponse::ParseResponse() = default;
 ParseResponse::ParseResponse(const ParseResponse&) = default;
 ParseResponse& ParseResponse::operator=(const ParseResponse&) = default;
 ParseResponse::~ParseResponse() = default;
+
+void ParseResponse::restart(const ParseResult& record) {
+  ParseResponse fresh;
+  fresh.append(record);
+  RecordCursor::swap(fresh);
+}
 
 }  // namespace orvix::comm

@@ -22,6 +22,8 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
   void append(const SearchResult& record) { RecordCursor::append(record); }
   /// Empties the list and frees every raw key.
   void reset();
+  /// reset() and append() in one; when it throws, the list is as it was.
+  void restart(const SearchResult& record);
 
  private:
   void copyRawKeys();
@@ -37,6 +39,7 @@ class QORCOMM_EXPORT ParseResponse : public RecordCursor<ParseResult> {
 
   void append(const ParseResult& record) { RecordCursor::append(record); }
   void reset() { clear(); }
+  void restart(const ParseResult& record);
 };
 
 }  // namespace orvix::comm

@@ -9,6 +9,7 @@
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
 #include "infra/bytes/internal/qorByteReader.h"
+#include "infra/oss/internal/qorTextConversion.h"
 #include "infra/oss/qorFormatter.h"
 #include "infra/util/qorBase64.h"
 
@@ -92,7 +93,10 @@ UnicodeString SearchResult::keyText(const unsigned char* bytes, std::size_t leng
   unsigned short* out = heap ? heap.get() : inPlace;
   util::Base64::encode(out, units, reinterpret_cast<const char*>(bytes), length);
   UnicodeString text(u"base64:");
-  text.append(UnicodeString(out, static_cast<std::int32_t>(units)));
+  const UnicodeString digits(out, static_cast<std::int32_t>(units));
+  oss::requireText(digits);
+  text.append(digits);
+  oss::requireText(text);
   return text;
 }
 

@@ -66,14 +66,18 @@ class DefaultAlternateBuffer {
   }
 
   void grow(std::uint64_t need, const T* from, std::uint64_t keep) {
+    if (need > MOST) {
+      drop();
+      return;
+    }
     std::uint64_t capacity = 4;
-    while (capacity < need && capacity < MOST) capacity *= 2;
+    while (capacity < need) capacity *= 2;
     if (capacity == capacity_ && grown_) {
       if (from != grown_.get()) std::copy_n(from, keep, grown_.get());
       length_ = need;
       return;
     }
-    std::unique_ptr<T[]> block(need <= capacity ? new (std::nothrow) T[capacity] : nullptr);
+    std::unique_ptr<T[]> block(new (std::nothrow) T[capacity]);
     if (!block) {
       drop();
       return;

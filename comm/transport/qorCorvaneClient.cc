@@ -75,10 +75,9 @@ void CorvaneClient::closeConnection() noexcept {
   }
 }
 
-void CorvaneClient::startReceiveDeadline() {
-  receiveDeadline_.reset();
-  if (receiveTimeOut_ != 0) {
-    receiveDeadline_ = Clock::now() + std::chrono::milliseconds(receiveTimeOut_);
+CorvaneClient::ReceiveStep::ReceiveStep(CorvaneClient& client) : client_(client) {
+  if (client_.receiveTimeOut_ != 0) {
+    client_.receiveDeadline_ = Clock::now() + std::chrono::milliseconds(client_.receiveTimeOut_);
   }
 }
 

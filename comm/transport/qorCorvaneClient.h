@@ -15,7 +15,8 @@
 namespace orvix::comm {
 
 /// A connection that is opened when it is needed and kept or reopened per request.
-/// Threads: one thread drives one client at a time; clients share nothing that needs a lock.
+/// Threads: one thread drives one client at a time; clients share nothing that needs a lock. A
+/// thread must not be cancelled while it is inside a client.
 class QORCOMM_EXPORT CorvaneClient {
  public:
   CorvaneClient(const CorvaneClient&) = delete;
@@ -31,10 +32,13 @@ class QORCOMM_EXPORT CorvaneClient {
   void usePeristentConnection(bool persistent);  // Kept: callers link to this spelling.
   /// Gather small requests that expect no reply and write them together: at 50 requests, 10000
   /// bytes, a large document, or the end of a batch. What is still gathered when the client is
-  /// destroyed is lost: end a batch with LAST_DOC_SENT, then ask for its outcome.
+  /// destroyed is lost: end a batch with LAST_DOC_SENT, then ask for its outcome. Meant for a
+  /// persistent connection: another one is opened for every request, gathered or not.
   void useBufferedConnection(bool buffered);
-  /// Bounds every reply, or part of a streamed reply, from its first byte awaited to its last; 0,
-  /// the default: no limit. In milliseconds. Expiry is ERR_SERVER_COMM_TIMEOUT, which is retried.
+  /// Bounds each step of receiving: the reply's header, then each run of whole records, each text
+  /// or each payload, from its first byte awaited to its last; 0, the default: no limit. A reply of
+  /// many steps may take longer in all. In milliseconds. Expiry is ERR_SERVER_COMM_TIMEOUT, which
+  /// is retried.
   void setReceiveTimeOut(unsigned int milliseconds);
   /// Bounds every single write to the connection; 0, the default: no limit. In milliseconds. Expiry
   /// is ERR_SERVER_COMM_SEND, which is retried.
@@ -58,8 +62,17 @@ class QORCOMM_EXPORT CorvaneClient {
   void writeSocket(const char* buffer, std::size_t offset, std::size_t length);
   /// Waits until the connection can be read. Throws ERR_SERVER_COMM_TIMEOUT after `milliseconds`.
   void probeReceive(unsigned long long milliseconds);
-  /// Starts the receive time-out, if one is set, for the reads that follow.
-  void startReceiveDeadline();
+  /// Starts the receive time-out, if one is set, for the reads of a scope.
+  class ReceiveStep {
+   public:
+    explicit ReceiveStep(CorvaneClient& client);
+    ~ReceiveStep() { client_.receiveDeadline_.reset(); }
+    ReceiveStep(const ReceiveStep&) = delete;
+    ReceiveStep& operator=(const ReceiveStep&) = delete;
+
+   private:
+    CorvaneClient& client_;
+  };
 
   [[nodiscard]] bool isConnected() const { return connected_; }
   [[nodiscard]] bool isPersistent() const { return persistent_; }

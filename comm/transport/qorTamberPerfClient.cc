@@ -96,6 +96,7 @@ void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response)
   if (hasResultList(requestType) && response.getResultCount() != 0) {
     response.setResultsPending(true);
   }
+  if (detail::isUnanswered(requestType)) replyComplete_ = true;
   requestActive = false;
 }
 
@@ -116,9 +117,14 @@ void TamberPerfClient::dropUnusableConnection() noexcept {
   positionUnknown_ = false;
 }
 
-void TamberPerfClient::settleReply() {
-  positionUnknown_ = false;
+/// The reply has ended by its own framing. What came behind it, if anything, belongs to nobody.
+void TamberPerfClient::settleReply(bool nothingBehind) {
+  settleConnection(nothingBehind);
   replyComplete_ = true;
+}
+
+void TamberPerfClient::settleConnection(bool nothingBehind) {
+  if (nothingBehind) positionUnknown_ = false;
 }
 
 void TamberPerfClient::recv(ClientResponse& response) {

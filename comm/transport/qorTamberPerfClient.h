@@ -23,7 +23,8 @@ class GatherBlock;
 /// A client of the full-text server at host and port.
 /// By default the connection is persistent, nothing is buffered, nothing is bounded in time and one
 /// retry is allowed. Connects at the first request.
-/// Nothing in a header line is escaped: keep line feeds out of property keys and values.
+/// Nothing in a header line is escaped: keep line feeds and NULs out of property keys and values (a
+/// line feed starts a line of its own, and the header ends at a NUL).
 /// Documents sent by ASYNC_ADD_DOCUMENT over a connection that the server has closed meanwhile are
 /// lost: end a batch with LAST_DOC_SENT, then ask with PARSE_RESULT.
 class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
@@ -39,9 +40,10 @@ class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
   void recv(ClientResponse& response) override;
   [[nodiscard]] bool isEndOfStream() const { return endOfStream; }
 
-  /// Whether the last reply ended by its own framing. False while a stream is open, after a
-  /// failure, and when the peer merely closed at a record boundary: then results may be missing. A
-  /// request that is never answered counts as complete once it is sent or gathered.
+  /// Whether the last reply ended by its own framing; a refusal that was read to its end did. False
+  /// while a stream is open, after any other failure, and when the peer merely closed at a record
+  /// boundary: then results may be missing. A request that is never answered counts as complete
+  /// once it is sent or gathered.
   [[nodiscard]] bool isReplyComplete() const { return replyComplete_; }
 
   /// When on, a streamed search and the outcomes of a batch return as soon as results are at hand;
@@ -73,7 +75,8 @@ class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
   void parseHeaderBytes(std::size_t held, ClientResponse& response);
   void parseUnit(std::size_t length, std::size_t held, ClientResponse& response);
   void endByPeer(std::size_t held, ClientResponse& response);
-  void settleReply();
+  void settleReply(bool nothingBehind);
+  void settleConnection(bool nothingBehind);
 
   std::unique_ptr<TamberPerfResponse> response_;
   std::uint32_t leftover_ = 0;  // bytes at the start of recvBuffer_

@@ -52,7 +52,7 @@ void TamberPerfClient::recvMesg(ClientResponse& response) {
     endOfStream = true;
     return;
   }
-  startReceiveDeadline();
+  const ReceiveStep step(*this);
   std::uint32_t wanted = 0;
   if (response_->getNextReadSize(wanted) != 0) detail::raiseAt(sites::COMPLETE_BEFORE_READING);
   const detail::Peer peer{getHost(), getPort()};
@@ -76,7 +76,7 @@ void TamberPerfClient::recvStream(ClientResponse& response) {
     }
     return;
   }
-  startReceiveDeadline();
+  const ReceiveStep step(*this);
   try {
     receiveNext(response);
   } catch (...) {
@@ -138,7 +138,8 @@ void TamberPerfClient::receivePayload(ClientResponse& response) {
   }
   response_->parse(recvBuffer_.data(), oss::cutToU32(length), response, endOfStream, true,
                    wire::OK);
-  if (endOfStream) settleReply();
+  recvBuffer_.resize(BUFFER_SIZE);  // a large payload is not kept until the next request
+  if (endOfStream) settleReply(true);
 }
 
 void TamberPerfClient::receiveUnit(std::uint32_t wanted, ClientResponse& response) {
@@ -150,8 +151,8 @@ void TamberPerfClient::receiveUnit(std::uint32_t wanted, ClientResponse& respons
       estimateSeen_ = estimateSeen_ || cut.hasData;
       return parseUnit(cut.whole, held, response);
     }
-    // A unit is at most a 16-bit length and its header, so that is all the buffer ever grows to.
-    if (cut.needed > recvBuffer_.length()) recvBuffer_.resize(cut.needed);
+    // Grows as bytes arrive, not as a length promises them; at most to the longest unit.
+    if (held == recvBuffer_.length()) recvBuffer_.resize(std::min(cut.needed, 2 * held));
     if (recvBuffer_.data() == nullptr) throw std::bad_alloc();
     const std::size_t room = recvBuffer_.length() - held;
     const std::size_t got = receive(held, std::min(READ_AHEAD * wanted, room));
@@ -168,16 +169,16 @@ void TamberPerfClient::parseUnit(std::size_t length, std::size_t held, ClientRes
   try {
     response_->parse(recvBuffer_.data(), oss::cutToU32(length), response, endOfStream);
   } catch (const RESTException& e) {
-    if (e.isServerReported() && nothingBehind) settleReply();
+    if (e.isServerReported()) settleReply(nothingBehind);
     throw;
   }
   leftover_ = oss::cutToU32(held - length);
   std::memmove(recvBuffer_.data(), recvBuffer_.data() + length, leftover_);
-  if (endOfStream && nothingBehind) settleReply();
+  if (endOfStream) settleReply(nothingBehind);
 }
 
 /// The peer has closed. At the end of a record that is how a stream may end; inside one it is not.
-/// Either way the connection is not used again, so the reply is not settled here.
+/// Either way the connection is not used again, so nothing is settled here.
 void TamberPerfClient::endByPeer(std::size_t held, ClientResponse& response) {
   endOfStream = true;
   leftover_ = 0;
@@ -204,13 +205,18 @@ std::size_t TamberPerfClient::readPayload(oss::SizeableBuffer<char, 0x8000>& buf
     if (status != wire::OK && status != wire::OK_CHUNKED) {
       detail::raiseAt(sites::CHUNK_STATUS_UNKNOWN);
     }
-    const std::size_t size = readField(sites::CHUNK_SIZE_SHORT);
-    buffer.resize(total + size);
-    if (buffer.data() == nullptr || buffer.length() < total + size ||
-        readSocket(buffer.data(), total, size, false) < size) {
-      detail::raiseAt(sites::CHUNK_DATA_SHORT);
-    }
-    total += size;
+    std::size_t left = readField(sites::CHUNK_SIZE_SHORT);
+    do {  // in pieces, so that the buffer grows as bytes arrive, not as a size promises them
+      const std::size_t inPlace = total < BUFFER_SIZE ? BUFFER_SIZE - total : total;
+      const std::size_t piece = std::min(left, inPlace);
+      buffer.resize(total + piece);
+      if (buffer.data() == nullptr || buffer.length() < total + piece ||
+          readSocket(buffer.data(), total, piece, false) < piece) {
+        detail::raiseAt(sites::CHUNK_DATA_SHORT);
+      }
+      total += piece;
+      left -= piece;
+    } while (left != 0);
     if (status == wire::OK) return total;
   }
 }

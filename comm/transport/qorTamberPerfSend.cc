@@ -93,7 +93,7 @@ void TamberPerfClient::sendMesg(RESTMessage& message) {
       detail::framedMessages.store(0, std::memory_order_relaxed);
       gathered_->setFill(0);
     }
-    if (detail::isUnanswered(requestType)) settleReply();
+    if (detail::isUnanswered(requestType)) settleConnection(true);
   } catch (const RESTException& e) {
     detail::raise(e);
   } catch (const oss::NLSException&) {

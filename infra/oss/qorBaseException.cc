@@ -28,7 +28,7 @@ std::string renderMessage(const Message& message) {
     line += ':' + std::to_string(message.getLineNumber()) + ')';
   }
   for (char& c : line) {
-    if (c == '\n' || c == '\r') c = ' ';
+    if (c == '\n' || c == '\r' || c == '\0') c = ' ';
   }
   return line;
 }

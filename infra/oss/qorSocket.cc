@@ -51,6 +51,8 @@ class Deadline {
 
   [[nodiscard]] bool never() const { return !at_.has_value(); }
 
+  [[nodiscard]] bool passed() const { return !never() && Clock::now() >= *at_; }
+
   /// What poll() takes: -1 for never, else the milliseconds left, rounded up, 0 when it has passed.
   [[nodiscard]] int pollTimeOut() const {
     if (never()) return -1;
@@ -70,14 +72,22 @@ class Deadline {
   throw error;
 }
 
+/// What the caller asked for makes no sense, whatever the network does.
+[[noreturn]] void refuse(const char* id, const std::string& peer, const char* reason) {
+  BaseException error(icu::UnicodeString(id, ""), nullptr, 0);
+  error.getErrorMessage().setMessageText(icu::UnicodeString(reason, ""));
+  error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
+  throw error;
+}
+
 std::string reasonOf(int error) { return std::generic_category().message(error); }
 
 /// Waits for `polled` until `deadline`; signals do not end the wait. 0: the deadline has passed.
 int pollUntil(pollfd* polled, std::size_t count, const Deadline& deadline) {
   for (;;) {
     const int ready = ::poll(polled, static_cast<nfds_t>(count), deadline.pollTimeOut());
-    if (ready >= 0) return ready;
-    if (errno != EINTR) raise("SOCKET_WAIT", "", reasonOf(errno));
+    if (ready > 0 || (ready == 0 && deadline.passed())) return ready;
+    if (ready < 0 && errno != EINTR) raise("SOCKET_WAIT", "", reasonOf(errno));
   }
 }
 
@@ -138,12 +148,8 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port,
   close();
   const std::string name = utf8(host);
   const std::string peer = name + ':' + std::to_string(port);
-  if (port == 0 || port > 65535) {
-    BaseException error(icu::UnicodeString("SOCKET_PORT", ""), nullptr, 0);
-    error.getErrorMessage().setMessageText(icu::UnicodeString("a port is 1 to 65535", ""));
-    error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
-    throw error;
-  }
+  if (port == 0 || port > 65535) refuse("SOCKET_PORT", peer, "a port is 1 to 65535");
+  if (host.indexOf(char16_t{0}) >= 0) refuse("SOCKET_HOST", peer, "a host name holds no NUL");
   const Addresses addresses = resolve(name, port, addrInfo.addressFamily, peer);
   const Deadline deadline(timeOut);
   int reason = EADDRNOTAVAIL;
@@ -196,7 +202,7 @@ void Socket::write(const char* buffer, std::size_t offset, std::size_t length,
       raise("SOCKET_WRITE", connection_->peer, reasonOf(errno));
     }
     // A peer that takes a byte now and then must not stretch the deadline.
-    if (done < length && !deadline.never() && deadline.pollTimeOut() == 0) {
+    if (done < length && deadline.passed()) {
       raise("SOCKET_WRITE", connection_->peer, reasonOf(ETIMEDOUT));
     }
   }
@@ -236,9 +242,10 @@ std::size_t Socket::select(std::list<Socket>& readable, std::list<Socket>& writa
     short ready;
   };
   // An end of file or an error wakes a reader and a writer: their next call tells which.
-  const Watch watches[] = {{readable, POLLIN, POLLIN | POLLHUP | POLLERR},
-                           {writable, POLLOUT, POLLOUT | POLLHUP | POLLERR},
-                           {failed, POLLPRI, POLLPRI | POLLERR}};
+  constexpr short TROUBLE = POLLHUP | POLLERR | POLLNVAL;
+  const Watch watches[] = {{readable, POLLIN, POLLIN | TROUBLE},
+                           {writable, POLLOUT, POLLOUT | TROUBLE},
+                           {failed, POLLPRI, POLLPRI | POLLERR | POLLNVAL}};
   std::vector<pollfd> polled;
   for (const Watch& watch : watches) {
     for (const Socket& socket : watch.sockets) {

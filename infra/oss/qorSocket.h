@@ -35,7 +35,7 @@ class QORINFRA_EXPORT Socket {
 
   /// Resolves `host` and connects to `port`, trying its addresses in turn. The time-out covers
   /// connecting over all addresses, not name resolution. An earlier connection is let go first.
-  /// Throws BaseException when `port` is not 1 to 65535.
+  /// Throws BaseException when `port` is not 1 to 65535 or `host` holds a NUL.
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeOut);
   /// Lets the connection go; nothing on a closed socket.

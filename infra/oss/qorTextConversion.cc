@@ -8,30 +8,46 @@
 #include <unicode/stringpiece.h>
 #include <unicode/ustring.h>
 
+#include "infra/oss/qorNLSException.h"
+
 namespace orvix::oss {
 
 namespace {
 
 constexpr UChar32 SUBSTITUTE = 0xfffd;
+constexpr std::size_t MOST = std::numeric_limits<std::int32_t>::max();
 
 }  // namespace
 
 icu::UnicodeString textFromWire(std::string_view bytes) {
   const std::size_t end = std::min(bytes.find('\0'), bytes.size());
-  const auto length = static_cast<std::int32_t>(
-      std::min<std::size_t>(end, std::numeric_limits<std::int32_t>::max() / 2));
-  return icu::UnicodeString::fromUTF8(icu::StringPiece(bytes.data(), length));
+  if (end > MOST) raiseOutOfMemory();
+  icu::UnicodeString text =
+      icu::UnicodeString::fromUTF8(icu::StringPiece(bytes.data(), static_cast<std::int32_t>(end)));
+  requireText(text);
+  return text;
 }
 
 std::size_t textToWire(const icu::UnicodeString& text, char* out, std::size_t capacity) {
-  constexpr std::size_t MOST = std::numeric_limits<std::int32_t>::max();
   const auto room = static_cast<std::int32_t>(std::min(out == nullptr ? 0 : capacity, MOST));
   std::int32_t needed = 0;
   UErrorCode status = U_ZERO_ERROR;  // an overflow still tells the whole length
   // With a capacity of 0 ICU wants a null target: it would count from garbage otherwise.
   u_strToUTF8WithSub(room == 0 ? nullptr : out, room, &needed, text.getBuffer(), text.length(),
                      SUBSTITUTE, nullptr, &status);
-  return needed < 0 ? 0 : static_cast<std::size_t>(needed);
+  // A count that 31 bits cannot say comes out negative.
+  return needed < 0 ? std::numeric_limits<std::size_t>::max() : static_cast<std::size_t>(needed);
+}
+
+void requireText(const icu::UnicodeString& built) {
+  if (built.isBogus()) raiseOutOfMemory();
+}
+
+void raiseOutOfMemory() {
+  NLSException error(icu::UnicodeString("ES_ERR_OUT_OF_MEMORY", ""),
+                     "../../include/infra/oss/qorConverter", 492);
+  error.getErrorMessage().addArgument("Converter::convert()", nullptr);
+  throw error;
 }
 
 std::size_t wireLength(const icu::UnicodeString& text) { return textToWire(text, nullptr, 0); }

@@ -18,11 +18,10 @@ namespace orvix::comm {
 
 /// The serialised form of one request, for one send.
 /// Shape of the body: { format: u32 = 0, length: u32, field*, key record, content record? }; a
-/// record is { nameLength: u32, name, valueLength: u32, value }. All of it but the content stands
-/// here. Borrows: the request's document key (during construction) and content (until it is sent).
-/// Throws:  RESTException ERR_CLIENT_INTERNAL for a field, key or content of 2^30 bytes or more, or
-/// a
-///          body that a 32-bit length cannot say; NLSException when text cannot be converted.
+/// record is { nameLength: u32, name, valueLength: u32, value }. All but the content stands here.
+/// Borrows: the request's document key (during construction) and content (until it is sent).
+/// Throws:  RESTException ERR_CLIENT_INTERNAL for a field, key or content of 2^30 bytes or more,
+///          or a body that a 32-bit length cannot say; NLSException when memory for text runs out.
 class RESTMessage {
  public:
   explicit RESTMessage(ClientRequest& request);

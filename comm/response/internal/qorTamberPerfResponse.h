@@ -13,11 +13,10 @@
 
 namespace orvix::comm {
 
-/// Shape:  { status: u16 }, then by request kind { status: u16, length: u16, payload }*, or an
-/// error
-///         body { length: u16, pairs } when the status is 6.
+/// Shape:  { status: u16 }, then by request kind { status: u16, length: u16, payload }*;
+///         an error body { length: u16, pairs } when the status is 6.
 /// States: as RESTResponse; this parser starts in HEADER and sets FINISHED with the end of stream.
-class TamberPerfResponse : public RESTResponse {
+class TamberPerfResponse final : public RESTResponse {
  public:
   TamberPerfResponse(std::uint32_t requestKind, bool resultsExpected);
 

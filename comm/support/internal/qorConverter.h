@@ -15,15 +15,20 @@ namespace orvix::oss {
 
 class Converter {
  public:
+  /// A text of so many bytes is more than a buffer can grow to.
+  static constexpr std::size_t LIMIT = std::size_t{1} << 30U;
+
   /// The UTF-8 form of `text` with a NUL behind it, in `buffer`, which grows when it must. Converts
   /// at most twice. Where the buffer's limit stops its growth the text is cut to what it holds.
   /// Throws NLSException "ES_ERR_OUT_OF_MEMORY" when the buffer cannot get memory.
   template <std::size_t N>
   static const char* convert(const icu::UnicodeString& text, SizeableBuffer<char, N>& buffer) {
+    requireText(text);
     const std::uint64_t length = buffer.data() == nullptr ? 0 : buffer.length();
     const std::size_t room = length == 0 ? 0 : length - 1;
     std::size_t needed = textToWire(text, buffer.data(), room);
     if (needed > room || length == 0) {  // even an empty text needs a byte, for the NUL
+      if (needed >= LIMIT) raiseOutOfMemory();
       buffer.resize(needed + 1);
       if (buffer.data() == nullptr || buffer.capacity() == 0) raiseOutOfMemory();
       if (needed >= buffer.capacity()) {
@@ -36,9 +41,6 @@ class Converter {
     buffer.data()[needed] = '\0';
     return buffer.data();
   }
-
- private:
-  [[noreturn]] static void raiseOutOfMemory();
 };
 
 }  // namespace orvix::oss

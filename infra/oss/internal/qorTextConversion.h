@@ -13,7 +13,8 @@
 namespace orvix::oss {
 
 /// Text of a run of UTF-8 bytes from the wire. Kept: a NUL byte ends the text. Ill-formed sequences
-/// become substitution characters; no content makes it fail.
+/// become substitution characters; no content makes it fail. Throws NLSException when memory runs
+/// out or the text is longer than a UnicodeString can be.
 QORINFRA_EXPORT icu::UnicodeString textFromWire(std::string_view bytes);
 
 /// Converts into `out` (at most `capacity` bytes, no NUL added) and returns the bytes that the
@@ -21,8 +22,13 @@ QORINFRA_EXPORT icu::UnicodeString textFromWire(std::string_view bytes);
 QORINFRA_EXPORT std::size_t textToWire(const icu::UnicodeString& text, char* out,
                                        std::size_t capacity);
 
-/// Bytes that `text` needs as UTF-8.
+/// Bytes that `text` needs as UTF-8; more than any buffer holds when 31 bits cannot say it.
 QORINFRA_EXPORT std::size_t wireLength(const icu::UnicodeString& text);
+
+/// ICU reports a lack of memory by a bogus text. Throws NLSException "ES_ERR_OUT_OF_MEMORY" for a
+/// text that was built here and came out bogus.
+QORINFRA_EXPORT void requireText(const icu::UnicodeString& built);
+[[noreturn]] QORINFRA_EXPORT void raiseOutOfMemory();
 
 /// `text` as UTF-8.
 inline std::string utf8(const icu::UnicodeString& text) {
