@@ -2,10 +2,9 @@
 // Wire bytes as a test writes them down, the ways to cut them, and what an error must look like.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstddef>
 #include <cstdint>
+#include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
 #include <string_view>
@@ -95,11 +94,12 @@ inline std::string inOneLine(const oss::Message& message) {
   return line;
 }
 
-/// Runs `act`, which must raise a RESTException whose first message is `id`, raised in `file` (empty:
-/// not said) at `line` with exactly `arguments`. Returns the ids of the messages behind it.
+/// Runs `act`, which must raise a RESTException whose first message is `id`, raised in `file`
+/// (empty: not said) at `line` with exactly `arguments`. Returns the ids of the messages behind it.
 template <class Act>
 std::vector<std::string> expectSite(Act act, const std::string& id, const std::string& file,
-                                    unsigned int line, std::initializer_list<std::string> arguments) {
+                                    unsigned int line,
+                                    std::initializer_list<std::string> arguments) {
   std::vector<std::string> behind;
   std::string expected = id;
   if (!file.empty()) expected += '@' + file;

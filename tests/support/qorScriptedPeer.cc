@@ -43,8 +43,8 @@ int portOf(int descriptor, bool own) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  const int result = own ? ::getsockname(descriptor, generic, &size)
-                         : ::getpeername(descriptor, generic, &size);
+  const int result =
+      own ? ::getsockname(descriptor, generic, &size) : ::getpeername(descriptor, generic, &size);
   return result == 0 && address.sin_family == AF_INET ? ntohs(address.sin_port) : -1;
 }
 
@@ -128,14 +128,13 @@ PeerScript& PeerScript::expectClose() {
 PeerScript& PeerScript::reply(std::string bytes) { return replySegments({std::move(bytes)}); }
 
 PeerScript& PeerScript::replySegments(std::vector<std::string> segments) {
-  steps_.push_back(
-      [segments = std::move(segments)](ScriptedPeer& peer, Connection& connection) {
-        for (std::size_t i = 0; i < segments.size(); ++i) {
-          if (i != 0 && !peer.awaitDrained(connection)) return false;
-          if (!peer.send(connection, segments[i])) return false;
-        }
-        return true;
-      });
+  steps_.push_back([segments = std::move(segments)](ScriptedPeer& peer, Connection& connection) {
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+      if (i != 0 && !peer.awaitDrained(connection)) return false;
+      if (!peer.send(connection, segments[i])) return false;
+    }
+    return true;
+  });
   return *this;
 }
 

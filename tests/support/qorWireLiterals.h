@@ -17,6 +17,7 @@
 #include <unicode/unistr.h>
 
 #include "comm/support/qorRESTException.h"
+#include "tests/support/qorBytes.h"
 
 namespace orvix::wirelit {
 
@@ -28,33 +29,23 @@ inline icu::UnicodeString text(std::string_view utf8) {
       icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
 }
 
-inline std::string utf8(const icu::UnicodeString& text) {
-  std::string bytes;
-  return text.toUTF8String(bytes);
-}
+inline std::string utf8(const icu::UnicodeString& from) { return test::text(from); }
 
-inline std::string be16(unsigned int value) {
-  return {static_cast<char>(value / 256), static_cast<char>(value % 256)};
-}
-
-inline std::string be32(std::uint32_t value) { return be16(value / 65536) + be16(value % 65536); }
-
-/// A binary reply's record: status, length, payload.
-inline std::string record(unsigned int status, const std::string& payload) {
-  return be16(status) + be16(static_cast<unsigned int>(payload.size())) + payload;
-}
+using test::record;
+using test::u16;
+using test::u32;
 
 /// A plain-text reply's record: length, payload.
 inline std::string counted(const std::string& payload) {
-  return be32(static_cast<std::uint32_t>(payload.size())) + payload;
+  return u32(static_cast<std::uint32_t>(payload.size())) + payload;
 }
 
 /// Key/value pairs of a record.
 inline std::string pairs(std::initializer_list<std::pair<std::string, std::string>> all) {
   std::string bytes;
   for (const auto& [key, value] : all) {
-    bytes += be16(static_cast<unsigned int>(key.size())) + key;
-    bytes += be16(static_cast<unsigned int>(value.size())) + value;
+    bytes += u16(static_cast<unsigned int>(key.size())) + key;
+    bytes += u16(static_cast<unsigned int>(value.size())) + value;
   }
   return bytes;
 }
@@ -87,19 +78,18 @@ struct Raised {
 };
 
 inline void expectRaised(const comm::RESTException& error, const Raised& expected) {
-  const oss::MessageList& messages = error.getMessages();
-  ASSERT_EQ(messages.size(), expected.furtherIds.size() + 1) << error.what();
-  const oss::Message& first = messages.getFirstMessage();
-  EXPECT_EQ(utf8(first.getMessageID()), expected.id);
+  std::vector<std::string> ids;
+  for (const oss::Message& message : error.getMessages())
+    ids.push_back(utf8(message.getMessageID()));
+  std::vector<std::string> expectedIds{expected.id};
+  expectedIds.insert(expectedIds.end(), expected.furtherIds.begin(), expected.furtherIds.end());
+  ASSERT_EQ(ids, expectedIds) << error.what();
+  const oss::Message& first = error.getMessages().getFirstMessage();
   EXPECT_STREQ(first.getFileName(), expected.file);
   EXPECT_EQ(first.getLineNumber(), expected.line);
   std::vector<std::string> arguments;
   for (const auto& argument : first.getArguments()) arguments.push_back(utf8(argument));
   EXPECT_EQ(arguments, expected.arguments);
-  std::vector<std::string> further;
-  for (const oss::Message& message : messages) further.push_back(utf8(message.getMessageID()));
-  further.erase(further.begin());
-  EXPECT_EQ(further, expected.furtherIds);
 }
 
 /// Runs `action`, which must raise `expected`.

@@ -3,7 +3,6 @@
 // the table of request kinds.
 #include "comm/protocol/internal/qorWords.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -11,7 +10,6 @@
 #include "comm/protocol/qorStaticDefs.h"
 #include "comm/request/internal/qorCatalogue.h"
 #include "comm/request/qorClientRequest.h"
-#include "comm/support/internal/qorConversionCache.h"
 #include "tests/support/qorWireLiterals.h"
 
 namespace orvix::comm {
@@ -142,75 +140,6 @@ TEST(RequestKinds, CarryTheirWords) {
     EXPECT_EQ(utf8(mode), c.mode);
     EXPECT_EQ(utf8(detail::Catalogue::get().pathWord(c.kind)), c.pathWord);
     EXPECT_EQ(utf8(detail::Catalogue::get().accessClass(c.kind)), c.accessClass);
-  }
-}
-
-TEST(ConversionCache, HoldsTheWarmedWordsAndNoOthers) {
-  detail::Catalogue::get();
-  for (const char* word : {"text/plain",
-                           "UTF-8",
-                           "en_US",
-                           "en",
-                           "en-us",
-                           "index",
-                           "docId",
-                           "rowId",
-                           "data",
-                           "collectionName",
-                           "dataDir",
-                           "action",
-                           "actionType",
-                           "conPersist",
-                           "useQueue",
-                           "mode",
-                           "output",
-                           "authToken",
-                           "Authorization",
-                           "docType",
-                           "KnownContentType",
-                           "opcode",
-                           "scope",
-                           "colConfig",
-                           "colData",
-                           "incremental",
-                           "checkVersion",
-                           "dbName",
-                           "tabName",
-                           "tabUID",
-                           "tabPassword",
-                           "dbHost",
-                           "dbPort",
-                           "ver",
-                           "1.1",
-                           "start",
-                           "size",
-                           "query",
-                           "mimeType",
-                           "docLang",
-                           "fallbackLanguage",
-                           "KnownLanguage",
-                           "charset",
-                           "KnownCharset",
-                           "dataSourceType",
-                           "dataSourceName",
-                           "locale",
-                           "queryLang",
-                           "scoreType",
-                           "resultLimit",
-                           "scoreWanted",
-                           "scalar",
-                           "streaming",
-                           "selectivity",
-                           "vek",
-                           "Basic",
-                           "collection",
-                           "system"}) {
-    const auto cached = detail::ConversionCache::find(wirelit::text(word));
-    ASSERT_TRUE(cached) << word;
-    EXPECT_EQ(*cached, word);
-  }
-  for (const char* word : {"", "Index", "raw", "SCORE", "pageNumber"}) {
-    EXPECT_FALSE(detail::ConversionCache::find(wirelit::text(word))) << word;
   }
 }
 

@@ -38,17 +38,6 @@ KVPair binaryPair(std::initializer_list<unsigned char> bytes) {
   return pair;
 }
 
-TEST(ClientRequest, StartsEmpty) {
-  ClientRequest request;
-  EXPECT_EQ(request.getRequestType(), 0U);
-  EXPECT_EQ(lines(request), "");
-  EXPECT_EQ(request.getContent(), nullptr);
-  EXPECT_EQ(request.getContentLength(), 0U);
-  unsigned int length = 7;
-  EXPECT_EQ(request.getDocKey(length), nullptr);
-  EXPECT_EQ(length, 0U);
-}
-
 TEST(ClientRequest, OnACollectionPutsVersionIndexAndMode) {
   const auto given =
       properties({{"ver", "9"}, {"index", "other"}, {"mode", "mine"}, {"query", "x"}});
@@ -84,10 +73,12 @@ TEST(ClientRequest, FilledAgainKeepsKeyContentFieldsAndANameThatTheNewKindLacks)
   request.buildRequest(text("docs"), ClientRequest::ADD_DOCUMENT, properties({{"a", "1"}}));
   request.setDocKey("key", 3);
   request.setContent({KVPair(text("k"), text("v"))}, "content", 7);
-  // Its own properties and a name out of them may be handed back to it.
+  // A name out of its own properties may be handed back to it, and those properties, too.
   request.buildRequest(request.getProperties().requireProperty(text("index")),
-                       ClientRequest::OPEN_COLLECTION_ALT, request.getProperties());
-  EXPECT_EQ(lines(request), "a=1;index=docs;ver=1.1;");
+                       ClientRequest::OPEN_COLLECTION_ALT, properties({{"b", "2"}}));
+  EXPECT_EQ(lines(request), "b=2;index=docs;ver=1.1;");
+  request.buildRequest(text("docs"), ClientRequest::OPEN_COLLECTION_ALT, request.getProperties());
+  EXPECT_EQ(lines(request), "b=2;index=docs;ver=1.1;");
   EXPECT_EQ(utf8(request.getOperationName()), "CreateCollection");
   EXPECT_EQ(request.getDocKeyLength(), 3U);
   EXPECT_STREQ(request.getContent(), "content");

@@ -12,9 +12,9 @@
 namespace orvix::comm {
 namespace {
 
-using wirelit::be32;
 using wirelit::ExactBytes;
 using wirelit::text;
+using wirelit::u32;
 using wirelit::utf8;
 using wirelit::operator""_bytes;
 using util::ExtendedProperties;
@@ -164,10 +164,10 @@ TEST(Body, GrowsBeyondItsInlineStorage) {
     built.setDocKey("k", 1);
     built.setContent({pair("f", text(value)), binary("b", value)}, nullptr, 0);
     const auto size = static_cast<std::uint32_t>(length);
-    const std::string records = "\0\0\0\1f"_bytes + be32(size) + value + "\0\0\0\1b"_bytes +
-                                be32(size) + value + ROW_ID + "\0\0\0\1k"_bytes;
+    const std::string records = "\0\0\0\1f"_bytes + u32(size) + value + "\0\0\0\1b"_bytes +
+                                u32(size) + value + ROW_ID + "\0\0\0\1k"_bytes;
     const auto rest = static_cast<std::uint32_t>(records.size());
-    EXPECT_EQ(body(built), "\0\0\0\0"_bytes + be32(rest) + records) << length;
+    EXPECT_EQ(body(built), "\0\0\0\0"_bytes + u32(rest) + records) << length;
   }
 }
 

@@ -100,13 +100,6 @@ TEST(ClientResponse, CopiesAreDeep) {
   }
 }
 
-TEST(ClientResponse, ReplacesOnlyTheTextOfTheStatusMessage) {
-  ClientResponse response = filled();
-  response.setStatusMessage(text("other"));
-  EXPECT_EQ(utf8(response.getStatusMessage().getMessageID()), "ID");
-  EXPECT_EQ(utf8(response.getStatusMessage().getMessageText()), "other");
-}
-
 /// A client whose stream has been scripted: each receive hands out one batch of hits and outcomes.
 class ScriptedStream : public TamberPerfClient {
  public:

@@ -46,6 +46,16 @@ inline std::string render(comm::ClientResponse& response) {
          utf8(response.getContent());
 }
 
+inline const std::string OK = test::hex("0001");      // header of a success
+inline const std::string FAILED = test::hex("0006");  // of a failure
+inline const std::string& END = test::END_MARKER;
+inline constexpr const char* NOTHING = "| | 1,1,100 | ";  // what render() says of no results
+
+/// The record of one document's outcome.
+inline std::string outcome(const std::string& key, unsigned int status = 1) {
+  return record(status, pairs({{"Doc", key}}));
+}
+
 /// A binary reply: header on construction, then pieces.
 struct BinaryReply {
   explicit BinaryReply(std::uint32_t kind)

@@ -34,22 +34,12 @@ TEST(ReplyFraming, CutsAnErrorBody) {
 TEST(ReplyFraming, CutsTheLongestRunOfRecordsUpToTheEndMarker) {
   // A record of 2, an empty one of another status, a record of 1, the end marker, surplus.
   const std::string reply =
-      "\0\1\0\2ab"
-      "\0\5\0\0"
-      "\0\6\0\1c"
-      "\0\1\0\0"
-      "\0\1"_bytes;
-  for (const Expected& e : {Expected{0, 0, 4},
-                            {3, 0, 4},
-                            {4, 0, 6},
-                            {5, 0, 6},
-                            {6, 6, 4, true},
-                            {9, 6, 4, true},
-                            {10, 10, 4, true},
-                            {14, 10, 5, true},
-                            {15, 15, 4, true},
-                            {19, 19, 4, true},
-                            {21, 19, 4, true}}) {
+      test::hex("00010002 6162  00050000  00060001 63  00010000  00010001 7a");
+  const Expected all[] = {{0, 0, 4},         {3, 0, 4},         {4, 0, 6},
+                          {5, 0, 6},         {6, 6, 4, true},   {9, 6, 4, true},
+                          {10, 10, 4, true}, {14, 10, 5, true}, {15, 15, 4, true},
+                          {19, 19, 4, true}, {21, 19, 4, true}, {24, 19, 4, true}};
+  for (const Expected& e : all) {
     const ExactBytes held(reply.substr(0, e.held));
     const UnitCut cut = cutRecords({held.data(), held.size()}, false);
     EXPECT_EQ(cut.whole, e.whole) << e.held;

@@ -12,10 +12,10 @@
 namespace orvix::comm {
 namespace {
 
-using wirelit::be16;
-using wirelit::be32;
 using wirelit::BinaryReply;
 using wirelit::ExactBytes;
+using wirelit::u16;
+using wirelit::u32;
 using wirelit::utf8;
 
 constexpr int PIECES = 100000;  // for each parser
@@ -40,7 +40,7 @@ class Bytes {
     std::string bytes;
     for (unsigned int i = below(4); i > 0; --i) {
       const std::string word = WORDS[below(8)];
-      bytes += be16(oneIn(10) ? below(65536) : static_cast<unsigned int>(word.size())) + word;
+      bytes += u16(oneIn(10) ? below(65536) : static_cast<unsigned int>(word.size())) + word;
     }
     if (oneIn(4)) bytes += any(below(20));
     if (oneIn(300)) bytes += any(1000 + below(3000));
@@ -54,7 +54,7 @@ class Bytes {
     for (unsigned int i = below(5); i > 0; --i) {
       const std::string body = oneIn(5) ? std::string() : payload();
       const unsigned int claimed = oneIn(8) ? below(65536) : static_cast<unsigned int>(body.size());
-      bytes += be16(STATUSES[below(11)]) + be16(claimed) + body;
+      bytes += u16(STATUSES[below(11)]) + u16(claimed) + body;
     }
     return cut(bytes);
   }
@@ -65,7 +65,7 @@ class Bytes {
     for (unsigned int i = below(4); i > 0; --i) {
       const std::string body = payload();
       const unsigned int real = static_cast<unsigned int>(body.size());
-      bytes += be32(oneIn(8) ? static_cast<std::uint32_t>(random_()) : real) + body;
+      bytes += u32(oneIn(8) ? static_cast<std::uint32_t>(random_()) : real) + body;
     }
     return cut(bytes);
   }
@@ -123,7 +123,7 @@ TEST(ReplyFuzz, BinaryRepliesStayInBoundsAndRaiseOnlyWhatIsDocumented) {
     const std::uint32_t kind = bytes.below(27);
     static const unsigned int HEADERS[] = {1, 1, 1, 1, 1, 6, 6, 5, 401, 19};
     BinaryReply reply(kind);
-    std::string piece = be16(HEADERS[bytes.below(10)]);
+    std::string piece = u16(HEADERS[bytes.below(10)]);
     bool alive = true;
     for (int i = 0; alive && i < 5; ++i, ++pieces) {
       alive = survives([&] {

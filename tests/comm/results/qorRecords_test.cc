@@ -127,25 +127,6 @@ TEST(SearchResult, RendersKeysOfAnyLength) {
   }
 }
 
-TEST(SearchResult, OwnsWhatItIsGivenAndBorrowsWhatItCopies) {
-  SearchResult record(true);
-  const unsigned char given[] = {1, 2, 3};
-  record.setRawKey(given, 3);
-  EXPECT_NE(record.getRawKey(), given);
-  const SearchResult copy(record);
-  SearchResult assigned;
-  assigned = copy;
-  EXPECT_EQ(assigned.getRawKey(), record.getRawKey());
-  EXPECT_EQ(assigned.getRawKeyLength(), 3U);
-  EXPECT_EQ(copy.getProperties(), nullptr);
-  record.releaseRawKey();
-  auto* const adopted = new unsigned char[2]{8, 9};
-  record.adoptRawKey(adopted, 2);
-  EXPECT_EQ(record.getRawKey(), adopted);
-  record.releaseRawKey();
-  EXPECT_EQ(utf8(SearchResult::keyText(given, 3)), "base64:AQID");
-}
-
 TEST(SearchResult, TakesItsPropertyFormFromUriAndScore) {
   const struct {
     std::initializer_list<std::pair<const char*, const char*>> pairs;

@@ -118,22 +118,5 @@ TYPED_TEST(ResultLists, CopyDeeplyWithTheirCursor) {
   EXPECT_EQ(drain(kept), "bc");
 }
 
-TEST(SearchResponse, OwnsRawKeysAndLendsThemToCopiedRecords) {
-  SearchResponse list;
-  add(list, "");
-  add(list, "key");
-  SearchResult propertyForm(true);  // has no raw key at all
-  propertyForm.getProperties()->putProperty(wirelit::text("URI"), wirelit::text("u"));
-  propertyForm.postParse();
-  list.append(propertyForm);
-  const SearchResponse copy(list);
-  list.getNext();
-  const SearchResult& inList = list.getNext();
-  const SearchResult borrowed(inList);
-  EXPECT_EQ(borrowed.getRawKey(), inList.getRawKey());
-  EXPECT_EQ(nameOf(borrowed), "key");
-  EXPECT_EQ(list.getNext().getRawKey(), nullptr);
-}
-
 }  // namespace
 }  // namespace orvix::comm

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "comm/results/internal/qorServerMessage.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "tests/support/qorWireLiterals.h"
 
@@ -94,22 +93,6 @@ TEST(RESTException, CopiesCarryMessagesAndWhoReportedButNoMap) {
   }
   const RESTException own(StaticDefs::ERR_SERVER_COMM_RECV, "qorX", 1);
   EXPECT_FALSE(RESTException(own).isServerReported());
-}
-
-TEST(ExtractServerMessage, LeavesTheMessageAloneWithoutAnId) {
-  util::ExtendedProperties properties;
-  properties.putProperty(text("MsgText"), text("t"));
-  oss::Message message(text("BEFORE"), text("b"), oss::Message::WARNING);
-  message.addArgument(1U);
-  message.setFileName("f");
-  detail::extractServerMessage(properties, message, 5, true);
-  EXPECT_EQ(utf8(message.getMessageID()), "BEFORE");
-  EXPECT_EQ(message.getArguments().size(), 1U);
-  properties.putProperty(text("MsgId"), text("I"));
-  detail::extractServerMessage(properties, message, 5, true);
-  EXPECT_EQ(utf8(message.getMessageID() + message.getMessageText()), "It");
-  EXPECT_EQ(message.getFileName(), nullptr);
-  EXPECT_TRUE(message.getArguments().empty());
 }
 
 }  // namespace

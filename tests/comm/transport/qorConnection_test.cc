@@ -169,7 +169,7 @@ TEST(Connection, GivesUpConnectingAfterItsTimeOut) {
              {HOST, std::to_string(deaf.port())});
   const auto took = Clock::now() - start;
   EXPECT_GE(took, milliseconds(200)) << "two attempts";
-  EXPECT_LT(took, milliseconds(800)) << "the system's own limit is far beyond";
+  EXPECT_LT(took, milliseconds(3000)) << "the system's own limit is far beyond";
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ TEST_F(RaiseSite, AnAttemptThatFailsUnexpectedlyIsAnInternalError) {
    public:
     const char* getDocKey(unsigned int&) override { throw std::runtime_error("no key"); }
   };
-  peer.connection().stall();
+  for (int i = 0; i < 3; ++i) peer.connection().stall();
   BrokenRequest request;
   request.buildRequest(ADD_DOCUMENT, util::ExtendedProperties());
   expectSite([&] { client.sendAndRecvMesg(request, response); }, "ERR_CLIENT_INTERNAL",
@@ -110,13 +110,13 @@ TEST_F(RaiseSite, AnAttemptThatFailsUnexpectedlyIsAnInternalError) {
   expectSite([&] { client.recv(response); }, "ERR_INVALID_STATE", "qorTamberPerfClient", 137, {});
 }
 
-TEST_F(RaiseSite, AReplyThatIsCompleteBeforeItIsReadIsAnInternalError) {
+TEST_F(RaiseSite, APullIsRefusedWhileARequestIsUnderWay) {
   peer.connection().expectFrames(1).reply(STATUS_REPLY);
-  client.again = [&](comm::ClientResponse& r) {
-    client.recv(r);  // refused: a request is under way
-  };
+  client.again = [&](comm::ClientResponse& r) { client.recv(r); };
   expectSite([&] { send(); }, "ERR_INVALID_STATE", "qorTamberPerfClient", 137, {});
-  client.again = nullptr;
+}
+
+TEST_F(RaiseSite, AReplyThatIsCompleteBeforeItIsReadIsAnInternalError) {
   peer.connection().expectFrames(1).reply(STATUS_REPLY);
   send();
   expectSite([&] { client.receiveHeader(response); }, "ERR_CLIENT_INTERNAL", "qorTamberPerfClient",
@@ -190,6 +190,30 @@ TEST_F(RaiseSite, AFailureOfTextConversionIsNeverTranslated) {
   EXPECT_THROW(send(), oss::NLSException);
   client.once = raising(textFailure());
   EXPECT_THROW(send(), oss::NLSException);
+}
+
+TEST_F(RaiseSite, ARetryStartsFromAClosedConnection) {
+  peer.connection().expectFrames(1).reply(STATUS_REPLY);
+  send();
+  std::vector<bool> connected;
+  client.once = [&] {
+    connected.push_back(client.isConnected());
+    throw comm::RESTException(icu::UnicodeString("ERR_SERVER_COMM_SEND", ""), "derived", 7);
+  };
+  expectSite([&] { send(); }, "ERR_SERVER_COMM_SEND", "derived", 7, {});
+  EXPECT_EQ(connected, (std::vector<bool>{true, false, false, false}));
+}
+
+TEST_F(RaiseSite, AFailedRequestIsNeverComplete) {
+  peer.connection().expectFrames(3).reply(STATUS_REPLY).stall();
+  send(ASYNC_ADD_DOCUMENT);
+  EXPECT_TRUE(client.isReplyComplete());
+  client.receiving = raising(std::bad_alloc());
+  for (const std::uint32_t kind : {std::uint32_t{ASYNC_ADD_DOCUMENT}, std::uint32_t{LAST_DOC_SENT},
+                                   std::uint32_t{GET_STATUS}}) {
+    EXPECT_THROW(send(kind), comm::RESTException);
+    EXPECT_FALSE(client.isReplyComplete()) << kind;
+  }
 }
 
 TEST_F(RaiseSite, NothingIsRetriedOfAnInternalError) {

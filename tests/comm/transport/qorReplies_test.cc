@@ -258,7 +258,10 @@ TEST(Reply, StartsTheResponseAfresh) {
       .expectFrames(1)
       .reply(FINE + END_MARKER)
       .expectFrames(2)
-      .reply(FINE + record(1, "b") + END_MARKER);
+      .reply(FINE + record(1, "b") + END_MARKER)
+      .expectFrames(1)
+      .reply(FINE)
+      .close();
   OpenClient client(peer);
   comm::ClientResponse response;
   const auto ask = [&](std::uint32_t kind) {
@@ -277,6 +280,9 @@ TEST(Reply, StartsTheResponseAfresh) {
   response.appendContent(icu::UnicodeString("old", ""));
   EXPECT_EQ(ask(LAST_DOC_SENT), "ok complete") << "a kind without a reply";
   EXPECT_EQ(ask(SCALAR_SEARCH), "ok complete count=1 hit(Yg== 0.000 1)");
+  client.setNumRetries(0);
+  EXPECT_EQ(ask(SELECTIVITY).substr(0, 47), "ERR_SERVER_PROTOCOL@qorTamberPerfResponse:648[Z")
+      << "an earlier reply had its estimate, this one has none";
   EXPECT_EQ(peer.connections(), 1U);
 }
 
@@ -340,14 +346,15 @@ TEST(Reply, ThatMemoryDoesNotSufficeForLeavesTheClientUsable) {
   const std::string unexpected =
       "ERR_CLIENT_INTERNAL@qorTamberPerfClient:112[unknown error from sendandrecvMesgOnce]"
       " incomplete open";
-  const std::pair<std::uint32_t, std::string> cases[] = {
-      {SCALAR_SEARCH, unexpected}, {CREATE_COLLECTION, unexpected}, {COLLECTION_STATUS, DATA_SHORT}};
+  const std::pair<std::uint32_t, std::string> cases[] = {{SCALAR_SEARCH, unexpected},
+                                                         {CREATE_COLLECTION, unexpected},
+                                                         {COLLECTION_STATUS, DATA_SHORT}};
   for (const auto& [kind, expected] : cases) {
     SCOPED_TRACE(kind);
     ScriptedPeer peer;
     const std::string large(60000, 'l');
-    peer.connection().expectFrames(1).reply(
-        kind == CREATE_COLLECTION ? FAILED + errorBody(large) : FINE + record(1, large));
+    peer.connection().expectFrames(1).reply(kind == CREATE_COLLECTION ? FAILED + errorBody(large)
+                                                                      : FINE + record(1, large));
     peer.connection().expectFrames(1).reply(FINE + record(1, large) + END_MARKER);
     OpenClient client(peer);
     comm::ClientRequest request = plainRequest(kind);

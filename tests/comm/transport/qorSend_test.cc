@@ -256,8 +256,7 @@ TEST_F(Send, AwaitsTheReplyToARequestThatFillsTheBatch) {
   peer.connection().expectFrames(31).reply(STATUS_REPLY);
   EXPECT_EQ(askStatus(client, peer), STATUS_OUTCOME);
   ASSERT_TRUE(peer.awaitAccepted(2));
-  EXPECT_EQ(peer.received(1),
-            times(documentFrame("k"), 30) + plainFrame("getStatus", "monitor"));
+  EXPECT_EQ(peer.received(1), times(documentFrame("k"), 30) + plainFrame("getStatus", "monitor"));
 }
 
 TEST_F(Send, SendsGatheredFramesOverTheNextConnectionWhenTheirOwnIsGone) {

@@ -20,7 +20,7 @@ constexpr char TIMED_OUT[] = "ERR_SERVER_COMM_TIMEOUT@qorCorvaneClient:119[127.0
 /// Far below what would be waited without a limit, with room for a machine under load.
 void expectWithin(Clock::duration took, unsigned int attempts) {
   EXPECT_GE(took, milliseconds(LIMIT) * attempts);
-  EXPECT_LT(took, milliseconds(LIMIT) * attempts + milliseconds(600));
+  EXPECT_LT(took, milliseconds(LIMIT) * attempts + milliseconds(2000));
 }
 
 TEST(ReceiveTimeOut, BoundsEveryWaitForAReply) {
@@ -30,7 +30,11 @@ TEST(ReceiveTimeOut, BoundsEveryWaitForAReply) {
     std::function<void(PeerScript&)> play;
   };
   const std::string longRecord = hex("0001 0001 ffff") + std::string(2000, 'x');
+  std::string emptyChunks;  // there is always one more to read
+  for (int i = 0; i < 1 << 20; ++i) emptyChunks += record(14, "");
   const Case cases[] = {
+      {"chunks without end", COLLECTION_STATUS,
+       [&](PeerScript& s) { s.expectFrames(1).reply(hex("0001") + emptyChunks); }},
       {"silent", GET_STATUS, [](PeerScript& s) { s.expectFrames(1).stall(); }},
       {"accepts and does not read", GET_STATUS, [](PeerScript& s) { s.stall(); }},
       {"half a header", GET_STATUS, [](PeerScript& s) { s.expectFrames(1).reply(hex("00")); }},

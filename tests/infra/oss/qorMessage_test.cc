@@ -4,12 +4,8 @@
 
 #include <gtest/gtest.h>
 #include <string>
-#include <vector>
 
 #include "infra/oss/qorBaseException.h"
-#include "infra/oss/qorDataBuffer.h"
-#include "infra/oss/qorNLSException.h"
-#include "infra/oss/qorSocketException.h"
 #include "tests/support/qorWireLiterals.h"
 
 namespace orvix::oss {
@@ -61,22 +57,6 @@ TEST(Message, CopiesEveryFieldDeeplyAndClearsEveryField) {
   expectFull(assigned);
 }
 
-TEST(Message, KeepsItsOwnCopyOfTheFileName) {
-  std::string name = "qorTransient";
-  Message message;
-  message.setFileName(name.c_str());
-  name.assign("overwritten!");
-  EXPECT_STREQ(message.getFileName(), "qorTransient");
-  message.setFileName(nullptr);
-  EXPECT_EQ(message.getFileName(), nullptr);
-}
-
-TEST(Message, ConvertsANarrowArgumentFromTheNamedCodePage) {
-  Message message;
-  message.addArgument("\xe4", "ISO-8859-1");
-  EXPECT_EQ(utf8(message.getArguments().at(0)), "\xc3\xa4");
-}
-
 TEST(MessageList, JoinsInOrderEvenWithItself) {
   MessageList list(Message(text("1"), text(""), Message::NONE));
   MessageList other;
@@ -113,34 +93,6 @@ TEST(BaseException, WithoutAMessageStillSaysSomethingAndGetsAnEmptyOneFirst) {
   error.addMessage(Message(text("LATER"), text(""), Message::NONE));
   EXPECT_EQ(utf8(error.getErrorMessage().getArguments().at(0)), "7");
   EXPECT_TRUE(error.getErrorMessage().getMessageID().isEmpty());
-}
-
-TEST(BaseException, CopiesAreIndependentAndSayTheSame) {
-  BaseException error(text("ERR_X"), nullptr, 0);
-  const std::string before = error.what();
-  const BaseException copy(error);
-  error.getErrorMessage().clear();
-  EXPECT_EQ(copy.what(), before);
-  BaseException assigned;
-  assigned = copy;
-  EXPECT_EQ(assigned.what(), before);
-}
-
-TEST(Exceptions, AreCaughtAsTheirBasesAndTellTheirNames) {
-  const auto thrown = [](const BaseException& error, auto rethrow) {
-    EXPECT_THROW(rethrow(), BaseException);
-    EXPECT_THROW(rethrow(), std::exception);
-    return std::string(error.name());
-  };
-  const NLSException nls(text("N"), nullptr, 0);
-  const SocketException socket(text("S"), nullptr, 0);
-  EXPECT_EQ(thrown(nls, [&] { throw nls; }), "NLSException");
-  EXPECT_EQ(thrown(socket, [&] { throw socket; }), "SocketException");
-}
-
-TEST(DataBuffer, KnowsItsLength) {
-  EXPECT_EQ(DataBuffer().length(), 0);
-  EXPECT_EQ(DataBuffer(std::string(3, '\0')).length(), 3);
 }
 
 }  // namespace

@@ -63,19 +63,6 @@ TEST_F(TraceHooksTest, AnExceptionLeavesWithoutExit) {
   EXPECT_EQ(calls, "d1t1d2t2T2D2");
 }
 
-TEST_F(TraceHooksTest, AScopeThatEndsWhileAnEarlierExceptionUnwindsIsANormalWayOut) {
-  hooks.flags = TraceHooks::TRACE;
-  struct Cleanup {
-    ~Cleanup() { const TraceScope scope(3); }
-  };
-  try {
-    const Cleanup cleanup;
-    throw std::runtime_error("out");
-  } catch (const std::runtime_error&) {
-  }
-  EXPECT_EQ(calls, "t3T3");
-}
-
 TEST_F(TraceHooksTest, NullHooksAndNoTableAreNoOps) {
   hooks.flags = 15;
   hooks.traceEntry = nullptr;
