@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "infra/oss/qorMessage.h"
 
+#include "infra/oss/internal/qorTextConversion.h"
+
 namespace orvix::oss {
 
 using icu::UnicodeString;
@@ -30,7 +32,11 @@ void Message::addArgument(unsigned int number) {
 }
 
 void Message::addArgument(const char* text, const char* codePage) {
-  arguments_.emplace_back(text == nullptr ? "" : text, codePage == nullptr ? "" : codePage);
+  if (codePage == nullptr) {
+    addArgument(messageText(text == nullptr ? "" : text));
+  } else {
+    addArgument(UnicodeString(text == nullptr ? "" : text, codePage));
+  }
 }
 
 MessageList::MessageList() = default;

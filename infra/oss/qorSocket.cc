@@ -36,7 +36,7 @@ struct Socket::Connection {
 };
 
 static_assert(std::is_trivially_copyable_v<Socket::_AddrInfoExternal>);
-constexpr Socket::_AddrInfoExternal Socket::NullAddrInfoExternal{};
+const Socket::_AddrInfoExternal Socket::NullAddrInfoExternal{};
 
 namespace {
 
@@ -67,16 +67,16 @@ class Deadline {
 
 [[noreturn]] void raise(const char* id, const std::string& peer, const std::string& reason) {
   SocketException error(icu::UnicodeString(id, ""), nullptr, 0);
-  error.getErrorMessage().setMessageText(icu::UnicodeString::fromUTF8(reason));
-  if (!peer.empty()) error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
+  error.getErrorMessage().setMessageText(messageText(reason));
+  if (!peer.empty()) error.getErrorMessage().addArgument(messageText(peer));
   throw error;
 }
 
 /// What the caller asked for makes no sense, whatever the network does.
 [[noreturn]] void refuse(const char* id, const std::string& peer, const char* reason) {
   BaseException error(icu::UnicodeString(id, ""), nullptr, 0);
-  error.getErrorMessage().setMessageText(icu::UnicodeString(reason, ""));
-  error.getErrorMessage().addArgument(icu::UnicodeString::fromUTF8(peer));
+  error.getErrorMessage().setMessageText(messageText(reason));
+  error.getErrorMessage().addArgument(messageText(peer));
   throw error;
 }
 

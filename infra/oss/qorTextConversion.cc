@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <new>
 
 #include <unicode/stringpiece.h>
 #include <unicode/ustring.h>
@@ -41,6 +42,13 @@ std::size_t textToWire(const icu::UnicodeString& text, char* out, std::size_t ca
 
 void requireText(const icu::UnicodeString& built) {
   if (built.isBogus()) raiseOutOfMemory();
+}
+
+icu::UnicodeString messageText(std::string_view utf8) {
+  const icu::StringPiece bytes(utf8.data(), static_cast<std::int32_t>(utf8.size()));
+  icu::UnicodeString text = icu::UnicodeString::fromUTF8(bytes);
+  if (text.isBogus()) throw std::bad_alloc();
+  return text;
 }
 
 void raiseOutOfMemory() {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <string>
 
+#include "infra/oss/internal/qorTextConversion.h"
 #include "infra/oss/qorBaseException.h"
 
 namespace orvix::util {
@@ -15,7 +16,7 @@ namespace {
 [[noreturn]] void raise(const char* id, const char* what, const UnicodeString& key,
                         const UnicodeString* value) {
   oss::BaseException error(UnicodeString(id, ""), nullptr, 0);
-  error.getErrorMessage().setMessageText(UnicodeString(what, ""));
+  error.getErrorMessage().setMessageText(oss::messageText(what));
   error.getErrorMessage().addArgument(key);
   if (value != nullptr) error.getErrorMessage().addArgument(*value);
   throw error;

@@ -30,6 +30,10 @@ QORINFRA_EXPORT std::size_t wireLength(const icu::UnicodeString& text);
 QORINFRA_EXPORT void requireText(const icu::UnicodeString& built);
 [[noreturn]] QORINFRA_EXPORT void raiseOutOfMemory();
 
+/// Text of a message about a failure. Throws bad_alloc when ICU has no memory for it: a failure must
+/// not be reported without its text.
+QORINFRA_EXPORT icu::UnicodeString messageText(std::string_view utf8);
+
 /// `text` as UTF-8.
 inline std::string utf8(const icu::UnicodeString& text) {
   std::string bytes;
