@@ -35,6 +35,9 @@ use_tree() {
   # shellcheck disable=SC2046  # the flags are words
   "$cxx" "${flags[@]}" -o "$out/by-pkg-config" "$user/user.cc" $(pkg-config --cflags --libs qorcomm)
   LD_LIBRARY_PATH=$lib "$out/by-pkg-config" || fail "the program found by pkg-config in $2 failed"
+  # Installed files have no run path: whoever keeps them where the loader does not look says so.
+  [[ ! -x $tree/bin/qorctl ]] || LD_LIBRARY_PATH=$lib "$tree/bin/qorctl" --help > "$work/$2.help" ||
+    fail "qorctl in $2 failed"
 }
 
 use_tree "$work/installed" first

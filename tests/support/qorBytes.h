@@ -1,37 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
-// Wire bytes as a test writes them down, the ways to cut them, and what an error must look like.
+// Wire bytes as a test writes them down, and a message as one line of text.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <gtest/gtest.h>
-#include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <unicode/unistr.h>
 
+#include "comm/results/qorGenRespRecord.h"
 #include "comm/support/qorRESTException.h"
 #include "infra/oss/qorMessage.h"
+#include "infra/util/qorExtendedProperties.h"
 
 namespace orvix::test {
 
-inline std::string u8(std::uint32_t value) { return {static_cast<char>(value & 0xffU)}; }
-inline std::string u16(std::uint32_t value) { return u8(value >> 8U) + u8(value); }
+inline std::string u16(std::uint32_t value) {
+  return {static_cast<char>(value >> 8U & 0xffU), static_cast<char>(value & 0xffU)};
+}
 inline std::string u32(std::uint32_t value) { return u16(value >> 16U) + u16(value); }
+
+/// Bytes of a literal, NULs included: "\0\1"_bytes.
+inline std::string operator""_bytes(const char* text, std::size_t length) { return {text, length}; }
 
 /// Bytes from hexadecimal digits; blanks are skipped.
 inline std::string hex(std::string_view digits) {
+  std::string dense(digits);
+  std::erase(dense, ' ');
   std::string bytes;
-  std::string pending;
-  for (const char digit : digits) {
-    if (digit == ' ') continue;
-    pending += digit;
-    if (pending.size() == 2) {
-      bytes += static_cast<char>(std::stoi(pending, nullptr, 16));
-      pending.clear();
-    }
+  for (std::size_t i = 0; i < dense.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(dense.substr(i, 2), nullptr, 16));
   }
   return bytes;
 }
@@ -64,19 +65,38 @@ inline std::string text(const icu::UnicodeString& from) {
   return from.toUTF8String(bytes);
 }
 
-/// Calls `use(segments)` with the bytes whole, byte by byte, and cut in two at every place.
-template <class Use>
-void forEachSplit(const std::string& bytes, Use use) {
-  use(std::vector<std::string>{bytes});
-  for (std::size_t cut = 1; cut < bytes.size(); ++cut) {
-    SCOPED_TRACE("cut at " + std::to_string(cut));
-    use(std::vector<std::string>{bytes.substr(0, cut), bytes.substr(cut)});
+inline icu::UnicodeString unicode(std::string_view utf8) {
+  return icu::UnicodeString::fromUTF8({utf8.data(), static_cast<std::int32_t>(utf8.size())});
+}
+
+/// "key=value;" of each property.
+inline std::string lines(const util::ExtendedProperties& properties) {
+  std::string all;
+  for (const auto& [key, value] : properties) all += text(key) + '=' + text(value) + ';';
+  return all;
+}
+
+/// A heap copy of exactly the bytes given, so that a sanitizer sees any read beyond them.
+class ExactBytes {
+ public:
+  explicit ExactBytes(std::string_view bytes)
+      : bytes_(new char[bytes.size()]), size_(bytes.size()) {
+    std::copy(bytes.begin(), bytes.end(), bytes_.get());
   }
-  if (bytes.size() < 3) return;
-  SCOPED_TRACE("byte by byte");
-  std::vector<std::string> single;
-  for (const char byte : bytes) single.emplace_back(1, byte);
-  use(single);
+  [[nodiscard]] const char* data() const { return bytes_.get(); }
+  [[nodiscard]] std::uint32_t size() const { return static_cast<std::uint32_t>(size_); }
+  [[nodiscard]] std::string_view view() const { return {bytes_.get(), size_}; }
+
+ private:
+  std::unique_ptr<char[]> bytes_;
+  std::size_t size_;
+};
+
+/// Decodes `bytes` into `record`; returns the bytes that this took.
+inline unsigned int decode(comm::GenRespRecord& record, std::string_view bytes, short format = 1) {
+  const ExactBytes held(bytes);
+  return record.decode(reinterpret_cast<const unsigned char*>(held.data()),
+                       static_cast<unsigned short>(held.size()), format);
 }
 
 /// A message in one line: "ID(text)@file:line[argument|argument]"; what is absent is left out.
@@ -94,35 +114,24 @@ inline std::string inOneLine(const oss::Message& message) {
   return line;
 }
 
-/// Runs `act`, which must raise a RESTException whose first message is `id`, raised in `file`
-/// (empty: not said) at `line` with exactly `arguments`. Returns the ids of the messages behind it.
-template <class Act>
-std::vector<std::string> expectSite(Act act, const std::string& id, const std::string& file,
-                                    unsigned int line,
-                                    std::initializer_list<std::string> arguments) {
-  std::vector<std::string> behind;
-  std::string expected = id;
-  if (!file.empty()) expected += '@' + file;
-  if (line != 0) expected += ':' + std::to_string(line);
-  std::string before = "[";
-  for (const auto& argument : arguments) {
-    expected += before + argument;
-    before = "|";
+/// An exception's first message in one line, then "+ID" for each message behind it.
+inline std::string inOneLine(const oss::BaseException& error) {
+  std::string line;
+  for (const oss::Message& message : error.getMessages()) {
+    line += line.empty() ? inOneLine(message) : '+' + text(message.getMessageID());
   }
-  if (arguments.size() != 0) expected += ']';
+  return line;
+}
+
+/// What `act` raises, in one line.
+template <class Error = comm::RESTException, class Act>
+std::string raisedBy(Act act) {
   try {
     act();
-    ADD_FAILURE() << "nothing was raised instead of " << expected;
-  } catch (comm::RESTException& e) {
-    oss::Message first = e.getErrorMessage();
-    first.setMessageText({});
-    EXPECT_EQ(inOneLine(first), expected);
-    for (const auto& message : e.getMessages()) behind.push_back(text(message.getMessageID()));
-    behind.erase(behind.begin());
-  } catch (const std::exception& e) {
-    ADD_FAILURE() << "another exception instead of " << expected << ": " << e.what();
+  } catch (const Error& error) {
+    return inOneLine(error);
   }
-  return behind;
+  return "nothing";
 }
 
 }  // namespace orvix::test

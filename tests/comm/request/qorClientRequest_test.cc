@@ -2,34 +2,28 @@
 // What a request holds after it was filled, filled again, and copied.
 #include "comm/request/qorClientRequest.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <list>
+#include <memory>
 #include <string>
 
-#include "tests/support/qorWireLiterals.h"
+#include "tests/support/qorBytes.h"
 
-namespace orvix::comm {
+namespace orvix::test {
 namespace {
 
-using util::ExtendedProperties;
-using wirelit::text;
-using wirelit::utf8;
+using comm::ClientRequest;
+using comm::KVPair;
 
-ExtendedProperties properties(std::initializer_list<std::pair<const char*, const char*>> pairs) {
-  ExtendedProperties all;
-  for (const auto& [key, value] : pairs) all.putProperty(text(key), text(value));
+util::ExtendedProperties given(const char16_t* key, const char16_t* value) {
+  util::ExtendedProperties all;
+  all.putProperty(key, value);
   return all;
 }
 
-std::string lines(const ClientRequest& request) {
-  std::string all;
-  for (const auto& [key, value] : request.getProperties()) {
-    all += utf8(key) + '=' + utf8(value) + ';';
-  }
-  return all;
-}
-
-KVPair binaryPair(std::initializer_list<unsigned char> bytes) {
-  KVPair pair(text("k"), text("v"));
+KVPair binaryPair(std::string_view bytes) {
+  KVPair pair(u"k", u"v");
   pair.attribute = 3;
   pair.extra = 4;
   pair.binLength = static_cast<std::uint32_t>(bytes.size());
@@ -38,108 +32,76 @@ KVPair binaryPair(std::initializer_list<unsigned char> bytes) {
   return pair;
 }
 
-TEST(ClientRequest, OnACollectionPutsVersionIndexAndMode) {
-  const auto given =
-      properties({{"ver", "9"}, {"index", "other"}, {"mode", "mine"}, {"query", "x"}});
-  const struct {
-    ClientRequest::REQUEST kind;
-    const char* expected;
-  } cases[] = {
-      {ClientRequest::STREAM_SEARCH, "index=docs;mode=streaming;query=x;ver=1.1;"},
-      {ClientRequest::SCALAR_SEARCH, "index=docs;mode=scalar;query=x;ver=1.1;"},
-      {ClientRequest::SELECTIVITY, "index=docs;mode=selectivity;query=x;ver=1.1;"},
-      {ClientRequest::CREATE_COLLECTION, "index=docs;mode=mine;query=x;ver=1.1;"},
-  };
-  for (const auto& c : cases) {
-    ClientRequest request;
-    request.buildRequest(text("docs"), c.kind, given);
-    EXPECT_EQ(lines(request), c.expected);
-    EXPECT_EQ(utf8(request.getCollectionName()), "docs");
-    EXPECT_EQ(request.getRequestType(), c.kind);
-  }
-}
+std::string bytesOf(const KVPair& pair) { return {pair.binValue, pair.binValue + pair.binLength}; }
 
-TEST(ClientRequest, OnTheServerPutsTheVersionOnly) {
+TEST(ClientRequest, PutsVersionIndexAndModeOnACollectionAndTheVersionOnTheServer) {
+  util::ExtendedProperties properties = given(u"ver", u"9");
+  properties.putProperty(u"index", u"i");
+  properties.putProperty(u"mode", u"m");
   ClientRequest request;
-  request.buildRequest(text("docs"), ClientRequest::STREAM_SEARCH, properties({{"query", "x"}}));
-  request.buildRequest(ClientRequest::SCALAR_SEARCH, properties({{"index", "i"}, {"ver", "2"}}));
-  EXPECT_EQ(lines(request), "index=i;ver=1.1;");
+  request.buildRequest(u"docs", ClientRequest::STREAM_SEARCH, properties);
+  EXPECT_EQ(lines(request.getProperties()), "index=docs;mode=streaming;ver=1.1;");
+  EXPECT_EQ(text(request.getCollectionName()), "docs");
+  request.buildRequest(u"docs", ClientRequest::CREATE_COLLECTION, properties);
+  EXPECT_EQ(lines(request.getProperties()), "index=docs;mode=m;ver=1.1;");
+  request.buildRequest(ClientRequest::SCALAR_SEARCH, properties);
+  EXPECT_EQ(lines(request.getProperties()), "index=i;mode=m;ver=1.1;");
   EXPECT_TRUE(request.getCollectionName().isEmpty());
-  EXPECT_EQ(utf8(request.getOperationName()), "ScalarSearch");
 }
 
 TEST(ClientRequest, FilledAgainKeepsKeyContentFieldsAndANameThatTheNewKindLacks) {
   ClientRequest request;
-  request.buildRequest(text("docs"), ClientRequest::ADD_DOCUMENT, properties({{"a", "1"}}));
+  request.buildRequest(u"docs", ClientRequest::ADD_DOCUMENT, given(u"a", u"1"));
   request.setDocKey("key", 3);
-  request.setContent({KVPair(text("k"), text("v"))}, "content", 7);
+  request.setContent({KVPair(u"k", u"v")}, "content", 7);
   // A name out of its own properties may be handed back to it, and those properties, too.
-  request.buildRequest(request.getProperties().requireProperty(text("index")),
-                       ClientRequest::OPEN_COLLECTION_ALT, properties({{"b", "2"}}));
-  EXPECT_EQ(lines(request), "b=2;index=docs;ver=1.1;");
-  request.buildRequest(text("docs"), ClientRequest::OPEN_COLLECTION_ALT, request.getProperties());
-  EXPECT_EQ(lines(request), "b=2;index=docs;ver=1.1;");
-  EXPECT_EQ(utf8(request.getOperationName()), "CreateCollection");
-  EXPECT_EQ(request.getDocKeyLength(), 3U);
+  request.buildRequest(request.getProperties().requireProperty(u"index"),
+                       ClientRequest::OPEN_COLLECTION_ALT, given(u"b", u"2"));
+  request.buildRequest(u"docs", ClientRequest::OPEN_COLLECTION_ALT, request.getProperties());
+  EXPECT_EQ(lines(request.getProperties()), "b=2;index=docs;ver=1.1;");
+  EXPECT_EQ(text(request.getOperationName()), "CreateCollection");
   EXPECT_STREQ(request.getContent(), "content");
   EXPECT_EQ(request.getFields().size(), 1U);
 }
 
-TEST(ClientRequest, SetContentReplacesTheFieldsByDeepCopies) {
-  ClientRequest request;
-  std::list<KVPair> fields{binaryPair({1, 2}), KVPair(text("t"), text("w")), binaryPair({3})};
-  request.setContent(fields, "abc", 3);
-  fields.front().binValue[0] = 9;
-  EXPECT_EQ(request.getFields().front().binValue[0], 1);
-  request.setContent(request.getFields(), "de", 2);
-  EXPECT_EQ(request.getFields().size(), 3U);
-  EXPECT_EQ(request.getContentLength(), 2U);
-  fields.pop_back();
-  fields.back() = binaryPair({5, 6, 7});
-  request.setContent(fields, "f", 1);
-  ASSERT_EQ(request.getFields().size(), 2U);
-  EXPECT_EQ(request.getFields().back().binLength, 3U);
-  EXPECT_EQ(request.getFields().back().binValue[2], 7);
-  request.setContent({}, "ghij", 4);
-  EXPECT_TRUE(request.getFields().empty());
-  EXPECT_EQ(request.getContentLength(), 4U);
-}
-
-TEST(ClientRequest, CopiesOwnTheirFields) {
+TEST(ClientRequest, OwnsDeepCopiesOfItsFields) {
   auto original = std::make_unique<ClientRequest>();
-  original->setContent({binaryPair({1, 2})}, nullptr, 0);
+  std::list<KVPair> fields{binaryPair("ab"), KVPair(u"t", u"w"), binaryPair("c")};
+  original->setContent(fields, "abc", 3);
+  fields.front().binValue[0] = '!';
+  original->setContent(original->getFields(), "de", 2);
+  EXPECT_EQ(original->getFields().size(), 3U);
   const ClientRequest copy(*original);
   ClientRequest assigned;
   assigned = *original;
+  fields.pop_back();
+  fields.back() = binaryPair("efg");
+  original->setContent(fields, "f", 1);
+  EXPECT_EQ(original->getFields().size(), 2U);
+  EXPECT_EQ(bytesOf(original->getFields().back()), "efg");
+  original->setContent({}, "ghij", 4);
+  EXPECT_TRUE(original->getFields().empty());
+  EXPECT_EQ(original->getContentLength(), 4U);
   original.reset();
-  EXPECT_EQ(copy.getFields().front().binValue[1], 2);
-  EXPECT_EQ(assigned.getFields().front().binValue[1], 2);
-  EXPECT_NE(assigned.getFields().front().binValue, copy.getFields().front().binValue);
+  EXPECT_EQ(bytesOf(copy.getFields().front()), "ab");
+  EXPECT_EQ(bytesOf(assigned.getFields().back()), "c");
 }
 
 TEST(KVPair, CopiesEveryMemberAndItsOwnBytes) {
-  KVPair original = binaryPair({7, 8});
-  KVPair assigned = binaryPair({1});
+  const KVPair original = binaryPair("xy");
+  KVPair assigned = binaryPair("z");
   assigned = original;
   KVPair& itself = assigned;
   assigned = itself;
   for (const KVPair& copy : {KVPair(original), assigned}) {
-    EXPECT_EQ(utf8(copy.key) + utf8(copy.value), "kv");
-    EXPECT_EQ(copy.attribute, 3U);
-    EXPECT_EQ(copy.extra, 4U);
-    EXPECT_EQ(copy.binLength, 2U);
+    EXPECT_EQ(text(copy.key) + text(copy.value) + bytesOf(copy), "kvxy");
+    EXPECT_EQ(copy.attribute * 10 + copy.extra, 34U);
     EXPECT_NE(copy.binValue, original.binValue);
-    EXPECT_EQ(copy.binValue[1], 8);
   }
-}
-
-TEST(KVPair, WithoutBytesIsCopiedWithoutWhateverItsLengthSays) {
-  KVPair original(text("k"), text("v"));
-  original.binLength = 4000000000U;
-  const KVPair copy(original);
-  EXPECT_EQ(copy.binValue, nullptr);
-  EXPECT_EQ(copy.binLength, 4000000000U);
+  KVPair without(u"k", u"v");
+  without.binLength = 4000000000U;  // whatever the length says
+  EXPECT_EQ(KVPair(without).binValue, nullptr);
 }
 
 }  // namespace
-}  // namespace orvix::comm
+}  // namespace orvix::test

@@ -1,75 +1,85 @@
 // SPDX-License-Identifier: Apache-2.0
-// Drives a reply parser directly, each piece from exactly sized memory, and renders in one line
-// what reached the response: "<hits> | <outcomes> | <estimate> | <content>".
+// Records as a reply brings them, a binary reply's parser driven directly, each piece from exactly
+// sized memory, and what reached the response in one line.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "comm/protocol/internal/qorRequestKinds.h"
-#include "comm/response/internal/qorRESTResponse.h"
 #include "comm/response/internal/qorTamberPerfResponse.h"
 #include "comm/response/qorClientResponse.h"
-#include "tests/support/qorWireLiterals.h"
+#include "tests/support/qorBytes.h"
 
-namespace orvix::wirelit {
+namespace orvix::test {
 
-/// "bytes@score/status " per hit, without the score when it is 0 and the status when it is 1.
-inline std::string hits(comm::ClientResponse& response) {
-  comm::SearchResponse list(response.getSearchResponse());
+inline const std::string OK = hex("0001");      // header of a success
+inline const std::string FAILED = hex("0006");  // of a failure
+
+inline comm::SearchResult hit(const std::string& rawKey) {
+  comm::SearchResult made(true);
+  decode(made, rawKey);
+  return made;
+}
+inline std::string nameOf(const comm::SearchResult& hit) {
+  return {reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength()};
+}
+
+inline comm::ParseResult outcome(const std::string& document) {
+  comm::ParseResult made(true);
+  decode(made, pair("Doc", document));
+  return made;
+}
+inline std::string nameOf(const comm::ParseResult& outcome) { return text(outcome.getText()); }
+
+/// Each with a blank in front: "bytes@score/status" per hit without score 0 and status 1,
+/// "text:messageId" per outcome, "(estimate)", "'content'", "status=code messageId", "failed"; what
+/// is as in a fresh response is left out.
+inline std::string render(comm::ClientResponse response) {
   std::string all;
-  while (list.hasMore()) {
+  for (comm::SearchResponse& list = response.getSearchResponse(); list.hasMore();) {
     const comm::SearchResult& hit = list.getNext();
-    all.append(reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength());
-    if (hit.getScore() != 0.0) all += '@' + std::to_string(hit.getScore());
+    all += ' ' + nameOf(hit);
+    if (hit.getScore() != 0.0) all += '@' + std::to_string(hit.getScore()).substr(0, 6);
     if (hit.getStatus() > 1) all += '/' + std::to_string(hit.getStatus());
-    all += ' ';
   }
-  return all;
-}
-
-/// "text:messageId " per outcome.
-inline std::string outcomes(comm::ClientResponse& response) {
-  comm::ParseResponse list(response.getParseResponse());
-  std::string all;
-  while (list.hasMore()) {
+  for (comm::ParseResponse& list = response.getParseResponse(); list.hasMore();) {
     const comm::ParseResult& outcome = list.getNext();
-    all += utf8(outcome.getText()) + ':' + utf8(outcome.getMessage().getMessageID()) + ' ';
+    all += ' ' + nameOf(outcome) + ':' + text(outcome.getMessage().getMessageID());
   }
-  return all;
-}
-
-inline std::string render(comm::ClientResponse& response) {
   const comm::SelectivityInfo& info = response.getSelectivityInfo();
-  return hits(response) + "| " + outcomes(response) + "| " + std::to_string(info.getValue1()) +
-         ',' + std::to_string(info.getValue2()) + ',' + std::to_string(info.getValue3()) + " | " +
-         utf8(response.getContent());
+  const std::string estimate = " (" + std::to_string(info.getValue1()) + ' ' +
+                               std::to_string(info.getValue2()) + ' ' +
+                               std::to_string(info.getValue3()) + ')';
+  if (estimate != " (1 1 100)") all += estimate;
+  if (!response.getContent().isEmpty()) all += " '" + text(response.getContent()) + '\'';
+  if (const auto code = response.getStatusCode()) all += " status=" + std::to_string(code);
+  const std::string message = inOneLine(response.getStatusMessage());
+  if (!message.empty()) all += ' ' + message;
+  return response.success() ? all : all + " failed";
 }
 
-inline const std::string OK = test::hex("0001");      // header of a success
-inline const std::string FAILED = test::hex("0006");  // of a failure
-inline const std::string& END = test::END_MARKER;
-inline constexpr const char* NOTHING = "| | 1,1,100 | ";  // what render() says of no results
-
-/// The record of one document's outcome.
-inline std::string outcome(const std::string& key, unsigned int status = 1) {
-  return record(status, pairs({{"Doc", key}}));
-}
-
-/// A binary reply: header on construction, then pieces.
+/// A binary reply whose header has been fed.
 struct BinaryReply {
-  explicit BinaryReply(std::uint32_t kind)
-      : parser(kind, comm::detail::requestKind(kind).resultsExpected) {}
-  BinaryReply(std::uint32_t kind, const std::string& header) : BinaryReply(kind) { feed(header); }
-
+  BinaryReply(std::uint32_t kind, const std::string& header)
+      : parser(kind, comm::detail::requestKind(kind).resultsExpected) {
+    if (!header.empty()) feed(header);
+  }
   std::int32_t feed(const std::string& piece, bool continued = false, std::uint16_t status = 0) {
     const ExactBytes held(piece);
     return parser.parse(held.data(), held.size(), response, end, continued, status);
   }
+  /// Bytes left of a piece or the error, then "end", then all results.
+  std::string fed(const std::string& piece, bool continued = false, std::uint16_t status = 0) {
+    std::string line;
+    const std::string error =
+        raisedBy([&] { line = std::to_string(feed(piece, continued, status)); });
+    return (line.empty() ? error : line) + (end ? " end" : "") + render(response);
+  }
   [[nodiscard]] std::string wants() const {
     std::uint32_t wanted = 77777;
-    const int finished = parser.getNextReadSize(wanted);
-    return finished == 0 ? std::to_string(wanted) : wanted == 77777 ? "finished" : "changed";
+    if (parser.getNextReadSize(wanted) == 0) return std::to_string(wanted);
+    return wanted == 77777 ? "nothing" : "changed";
   }
 
   comm::ClientResponse response;
@@ -77,4 +87,4 @@ struct BinaryReply {
   bool end = false;
 };
 
-}  // namespace orvix::wirelit
+}  // namespace orvix::test

@@ -3,23 +3,24 @@
 // kept.
 #include "comm/support/internal/qorConverter.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "comm/support/qorSizeableBuffer.h"
 #include "infra/oss/qorNLSException.h"
-#include "tests/support/qorWireLiterals.h"
+#include "tests/support/qorBytes.h"
 
-namespace orvix::oss {
+namespace orvix::test {
 namespace {
 
-using icu::UnicodeString;
-using wirelit::text;
+using oss::Converter;
 
 constexpr std::size_t N = 16;
 constexpr std::uint64_t MAX_NEED = std::uint64_t{1} << 30U;
-using Buffer = SizeableBuffer<char, N>;
+using Buffer = oss::SizeableBuffer<char, N>;
 
 /// Whether the data stand inside the object itself.
 bool isInline(const Buffer& buffer) {
@@ -27,41 +28,41 @@ bool isInline(const Buffer& buffer) {
   return buffer.data() >= object && buffer.data() < object + sizeof buffer;
 }
 
-/// Touches every element of the capacity, so that a sanitizer sees what is not there.
+/// Touches both ends of the capacity, so that a sanitizer sees what is not there.
 void fill(Buffer& buffer, char with) {
-  if (buffer.data() != nullptr) std::memset(buffer.data(), with, buffer.capacity());
+  if (buffer.data() == nullptr) return;
+  std::memset(buffer.data(), with, std::min<std::size_t>(buffer.capacity(), 1000));
+  buffer.data()[buffer.capacity() - 1] = with;
 }
 
 TEST(SizeableBuffer, MovesBetweenInlineHeapAndDefaultBlock) {
   struct Step {
     std::uint64_t need, capacity, length;
-    bool inlined;
-    bool null = false;
+    bool inlined = false;
   };
   const struct {
-    const char* name;
     std::uint64_t limit, areaCapacity, areaLimit;
     std::vector<Step> steps;
     // clang-format off
   } cases[] = {
-      {"powers of two", 0, 0, 0, {{16, 16, 16, true}, {17, 32, 17, false}, {32, 32, 32, false}, {33,
-       64, 33, false}, {18, 32, 18, false}, {0, 16, 0, true}, {129, 256, 129, false}, {16, 16, 16,
-       true}}},
-      {"a limit of its own stops growth, nothing changes", 40, 0, 0, {{41, 16, 16, true}, {40, 64,
-       40, false}, {41, 64, 40, false}, {3, 16, 3, true}}},
-      {"a default block is used as long as it holds the need", 0, 100, 0, {{17, 100, 17, false},
-       {100, 100, 100, false}, {101, 128, 101, false}, {99, 100, 99, false}, {5, 16, 5, true}, {60,
-       100, 60, false}}},
-      {"a limit of the heap area leaves nothing", 0, 0, 64, {{65, 0, 0, false, true}, {64, 64, 64,
-       false}, {65, 0, 0, false, true}, {1, 16, 1, true}}},
-      {"so it does with a default block, which comes back later", 0, 32, 64, {{65, 0, 0, false,
-       true}, {20, 32, 20, false}, {65, 0, 0, false, true}, {2, 16, 2, true}}},
-      {"a need above 2^30 fails and can be recovered from", 0, 0, 0, {{MAX_NEED + 1, 0, 0, false,
-       true}, {20, 32, 20, false}, {~std::uint64_t{0}, 0, 0, false, true}, {16, 16, 16, true}}},
+      // Powers of two.
+      {0, 0, 0, {{16, 16, 16, true}, {17, 32, 17}, {32, 32, 32}, {33, 64, 33}, {18, 32, 18},
+                 {0, 16, 0, true}, {129, 256, 129}, {16, 16, 16, true}}},
+      // A limit of its own stops growth; nothing changes.
+      {40, 0, 0, {{41, 16, 16, true}, {40, 64, 40}, {41, 64, 40}, {3, 16, 3, true}}},
+      // A default block is used as long as it holds the need.
+      {0, 100, 0, {{17, 100, 17}, {100, 100, 100}, {101, 128, 101}, {99, 100, 99},
+                   {5, 16, 5, true}, {60, 100, 60}}},
+      // A limit of the heap area leaves nothing, with a default block, too, which comes back later.
+      {0, 0, 64, {{65, 0, 0}, {64, 64, 64}, {65, 0, 0}, {1, 16, 1, true}}},
+      {0, 32, 64, {{65, 0, 0}, {20, 32, 20}, {65, 0, 0}, {2, 16, 2, true}}},
+      // A need above 2^30 fails and can be recovered from.
+      {0, 0, 0, {{MAX_NEED, MAX_NEED, MAX_NEED}, {MAX_NEED + 1, 0, 0}, {20, 32, 20},
+                 {~std::uint64_t{0}, 0, 0}, {16, 16, 16, true}}},
   };
   // clang-format on
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(&c - cases);
     Buffer buffer(c.limit, c.areaCapacity, c.areaLimit);
     EXPECT_EQ(buffer.length(), N);
     EXPECT_TRUE(isInline(buffer));
@@ -71,7 +72,7 @@ TEST(SizeableBuffer, MovesBetweenInlineHeapAndDefaultBlock) {
       buffer.resize(step.need);
       EXPECT_EQ(buffer.capacity(), step.capacity);
       EXPECT_EQ(buffer.length(), step.length);
-      EXPECT_EQ(buffer.data() == nullptr, step.null);
+      EXPECT_EQ(buffer.data() == nullptr, step.capacity == 0);
       EXPECT_EQ(isInline(buffer), step.inlined);
       fill(buffer, '#');
     }
@@ -94,90 +95,48 @@ TEST(SizeableBuffer, KeepsTheFirstElementsWhereverTheyMove) {
   }
 }
 
-TEST(SizeableBuffer, NeverClaimsMoreThanItsLargestBlockHolds) {
-  oss::SizeableBuffer<char, 4> buffer;
-  buffer.resize(MAX_NEED);
-  ASSERT_EQ(buffer.capacity(), MAX_NEED);
-  buffer.resize(MAX_NEED + 1);
-  EXPECT_EQ(buffer.data(), nullptr);
-  EXPECT_EQ(buffer.length(), 0U);
+TEST(AlternateBuffer, TakesWhatItKeepsFromWhereverThatIs) {
+  oss::DefaultAlternateBuffer<char> area;
+  area.resize(20, "abc", 3);
+  area.resize(30, "xyz", 3);
+  EXPECT_EQ(std::string(area.data(), 3), "xyz");
+  EXPECT_EQ(area.capacity(), 32U);
 }
 
-TEST(Converter, UsesTheInlineStorageUpToOneByteLessThanItHolds) {
+TEST(Converter, TakesTheLengthForTheRoomThereIsAndGrowsForTextAndNul) {
   const struct {
-    std::size_t bytes;
-    std::uint64_t capacity, length;
-  } cases[] = {{0, 16, 16}, {15, 16, 16}, {16, 32, 17}, {31, 32, 32}, {32, 64, 33}};
+    std::uint64_t before, bytes, capacity, length;
+    // clang-format off
+  } cases[] = {
+      {16, 0, 16, 16}, {16, 15, 16, 16}, {16, 16, 32, 17}, {16, 31, 32, 32}, {16, 32, 64, 33},
+      {41, 5, 64, 41}, {41, 40, 64, 41}, {20, 19, 32, 20}, {3, 7, 16, 8}, {0, 0, 16, 1},
+      {0, 3, 16, 4},
+  };
+  // clang-format on
   for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.before) + ' ' + std::to_string(c.bytes));
     Buffer buffer;
+    buffer.resize(c.before);
+    const bool grows = buffer.capacity() != c.capacity;
+    const char* block = buffer.data();
     const std::string given(c.bytes, 'x');
-    EXPECT_STREQ(Converter::convert(text(given), buffer), given.c_str());
-    EXPECT_EQ(buffer.capacity(), c.capacity) << c.bytes;
-    EXPECT_EQ(buffer.length(), c.length) << c.bytes;
+    EXPECT_EQ(Converter::convert(unicode(given), buffer), given);
+    EXPECT_EQ(buffer.data() != block, grows);
+    EXPECT_EQ(buffer.capacity(), c.capacity);
+    EXPECT_EQ(buffer.length(), c.length);
   }
-  SizeableBuffer<char, 0x4000> request;
-  const std::string given(16384, 'r');
-  EXPECT_EQ(Converter::convert(text(given), request), given);
-  EXPECT_EQ(request.capacity(), 32768U);
-  EXPECT_EQ(request.length(), 16385U);
-}
-
-TEST(Converter, KeepsTheHeapBlockForWhatFitsTheLengthOfTheLongText) {
-  Buffer buffer;
-  Converter::convert(text(std::string(40, 'l')), buffer);
-  const char* block = buffer.data();
-  EXPECT_STREQ(Converter::convert(text("short"), buffer), "short");
-  EXPECT_EQ(Converter::convert(text(std::string(40, 'm')), buffer), block);
-  EXPECT_EQ(buffer.length(), 41U);
-  buffer.resize(20);  // what is left holds 19 bytes and the NUL
-  EXPECT_STREQ(Converter::convert(text(std::string(19, 'n')), buffer),
-               std::string(19, 'n').c_str());
-  buffer.resize(3);
-  EXPECT_STREQ(Converter::convert(text("seven!!"), buffer), "seven!!");
-  EXPECT_TRUE(isInline(buffer));
-  EXPECT_EQ(buffer.length(), 8U);
-}
-
-TEST(Converter, TakesALengthOfZeroForNoRoomEvenForAnEmptyText) {
-  Buffer buffer;
-  buffer.resize(0);
-  EXPECT_STREQ(Converter::convert(UnicodeString(), buffer), "");
-  EXPECT_EQ(buffer.length(), 1U);
-  buffer.resize(0);
-  EXPECT_STREQ(Converter::convert(text("abc"), buffer), "abc");
-  EXPECT_EQ(buffer.length(), 4U);
-}
-
-TEST(Converter, StaysWithinABufferThatALimitKeepsFromGrowing) {
-  const std::string whole =
-      "0123456789abcd\xe2\x82\xac\xe2\x82\xac";  // the cut falls into a character
-  Buffer buffer(N);
-  fill(buffer, '#');
-  const std::string cut = Converter::convert(text(whole), buffer);
-  EXPECT_EQ(buffer.capacity(), N);
-  EXPECT_LT(cut.size(), N);
-  EXPECT_EQ(cut, whole.substr(0, cut.size())) << "something else than the text was returned";
 }
 
 TEST(Converter, RaisesWhenThereIsNoMemory) {
   Buffer buffer(0, 0, 20);
   for (const char* given : {"more than twenty bytes", "again more than twenty"}) {
-    try {
-      Converter::convert(text(given), buffer);
-      ADD_FAILURE() << "converted";
-    } catch (const NLSException& error) {
-      ASSERT_EQ(error.getMessages().size(), 1U);
-      const Message& message = error.getMessages().getFirstMessage();
-      EXPECT_EQ(wirelit::utf8(message.getMessageID()), "ES_ERR_OUT_OF_MEMORY");
-      EXPECT_STREQ(message.getFileName(), "../../include/infra/oss/qorConverter");
-      EXPECT_EQ(message.getLineNumber(), 492U);
-      ASSERT_EQ(message.getArguments().size(), 1U);
-      EXPECT_EQ(wirelit::utf8(message.getArguments()[0]), "Converter::convert()");
-    }
+    EXPECT_EQ(raisedBy<oss::NLSException>([&] { Converter::convert(unicode(given), buffer); }),
+              "ES_ERR_OUT_OF_MEMORY@../../include/infra/oss/qorConverter:492"
+              "[Converter::convert()]");
     EXPECT_EQ(buffer.data(), nullptr);
   }
-  EXPECT_STREQ(Converter::convert(text("fits"), buffer), "fits");
+  EXPECT_STREQ(Converter::convert(unicode("fits"), buffer), "fits");
 }
 
 }  // namespace
-}  // namespace orvix::oss
+}  // namespace orvix::test

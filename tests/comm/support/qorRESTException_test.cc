@@ -7,93 +7,58 @@
 #include <string>
 
 #include "comm/support/internal/qorRaiseSites.h"
-#include "tests/support/qorWireLiterals.h"
+#include "tests/support/qorBytes.h"
 
-namespace orvix::comm {
+namespace orvix::test {
 namespace {
 
-using wirelit::ExactBytes;
-using wirelit::expectRaises;
-using wirelit::pairs;
-using wirelit::text;
-using wirelit::utf8;
-namespace sites = detail::sites;
-
-TEST(RESTException, IsCaughtAsEachOfItsBases) {
-  const auto raise = [] { detail::raiseAt(sites::FOREIGN_CLIENT); };
-  EXPECT_THROW(raise(), RESTException);
-  EXPECT_THROW(raise(), oss::BaseException);
-  EXPECT_THROW(raise(), std::exception);
-  EXPECT_THROW(raise(), GenRespRecord);
-}
+using comm::RESTException;
+using comm::detail::raiseAt;
+namespace sites = comm::detail::sites;
 
 TEST(Raise, ComposesIdPlaceArgumentsAndCauseInOrder) {
-  const icu::UnicodeString host = text("h\xc3\xb6st");
-  const detail::Peer peer{host, 4711};
-  oss::BaseException cause(text("CAUSE"), nullptr, 0);
-  cause.addMessage(oss::Message(text("UNSEEN"), text(""), oss::Message::NONE));
-  const oss::BaseException nothing;
-  expectRaises([&] { detail::raiseAt(sites::RECV_WHILE_ACTIVE); },
-               {"ERR_INVALID_STATE", "qorTamberPerfClient", 137});
-  expectRaises([&] { detail::raiseAt(sites::CHUNK_STATUS_SHORT); },
-               {"ERR_SERVER_PROTOCOL",
-                "qorTamberPerfClient",
-                583,
-                {"Error reading payload (chunk) status from socket"}});
-  expectRaises([&] { detail::raiseAt(sites::CONNECT_INFRASTRUCTURE, peer); },
-               {"ERR_CONNECT_SERVER", "qorCorvaneClient", 242, {"h\xc3\xb6st", "4711"}});
-  expectRaises([&] { detail::raiseAt(sites::CONNECT_SOCKET, peer, cause); },
-               {"ERR_CONNECT_SERVER", "qorCorvaneClient", 236, {"h\xc3\xb6st", "4711"}, {"CAUSE"}});
-  expectRaises([&] { detail::raiseAtHost(sites::SEND_INTERNAL, peer, cause); },
-               {"ERR_CLIENT_INTERNAL", "qorTamberPerfClient", 285, {"h\xc3\xb6st"}, {"CAUSE"}});
-  expectRaises([&] { detail::raiseAt(sites::REPLY_UNREADABLE, nothing); },
-               {"ERR_CLIENT_RESP_PARSING"});
+  const icu::UnicodeString host = u"h\u00f6st";
+  const comm::detail::Peer peer{host, 4711};
+  oss::BaseException cause(u"CAUSE", nullptr, 0);
+  cause.addMessage(oss::Message(u"UNSEEN", u"", oss::Message::NONE));
+  EXPECT_EQ(raisedBy([&] { raiseAt(sites::RECV_WHILE_ACTIVE); }),
+            "ERR_INVALID_STATE@qorTamberPerfClient:137");
+  EXPECT_EQ(raisedBy([&] { raiseAt(sites::CHUNK_STATUS_SHORT); }),
+            "ERR_SERVER_PROTOCOL@qorTamberPerfClient:583"
+            "[Error reading payload (chunk) status from socket]");
+  EXPECT_EQ(raisedBy([&] { raiseAt(sites::CONNECT_INFRASTRUCTURE, peer); }),
+            "ERR_CONNECT_SERVER@qorCorvaneClient:242[h\xc3\xb6st|4711]");
+  EXPECT_EQ(raisedBy([&] { raiseAt(sites::CONNECT_SOCKET, peer, cause); }),
+            "ERR_CONNECT_SERVER@qorCorvaneClient:236[h\xc3\xb6st|4711]+CAUSE");
+  EXPECT_EQ(raisedBy([&] { comm::detail::raiseAtHost(sites::SEND_INTERNAL, peer, cause); }),
+            "ERR_CLIENT_INTERNAL@qorTamberPerfClient:285[h\xc3\xb6st]+CAUSE");
+  EXPECT_EQ(raisedBy([&] { raiseAt(sites::REPLY_UNREADABLE, oss::BaseException()); }),
+            "ERR_CLIENT_RESP_PARSING");
 }
 
-RESTException serverSays(const std::string& record) {
-  RESTException failure = detail::serverFailure();
-  const ExactBytes bytes(record);
-  failure.decode(bytes.raw(), static_cast<unsigned short>(bytes.size()), 6);
-  return failure;
-}
-
-TEST(ServerFailure, TakesTheServersMessageInPlaceOfAllOthers) {
-  const RESTException failure = serverSays(pairs({{"MsgText", "n\xc3\xb6"}, {"MsgId", "SRV1"}}));
-  ASSERT_EQ(failure.getMessages().size(), 1U);
-  const oss::Message& message = failure.getMessages().getFirstMessage();
-  EXPECT_EQ(utf8(message.getMessageID()), "SRV1");
-  EXPECT_EQ(utf8(message.getMessageText()), "n\xc3\xb6");
-  EXPECT_EQ(message.getMessageLevel(), 4U);
-  EXPECT_EQ(message.getFileName(), nullptr);
-  EXPECT_EQ(message.getLineNumber(), 0U);
-  EXPECT_TRUE(message.getArguments().empty());
-}
-
-TEST(ServerFailure, WithoutAnIdKeepsItsTwoMessages) {
+TEST(ServerFailure, TakesTheServersMessageInPlaceOfAllOthersWhenItHasAnId) {
   for (const std::string& record :
-       {std::string(), pairs({{"MsgText", "lost"}}), pairs({{"MsgId", ""}, {"MsgText", "lost"}})}) {
-    const RESTException failure = serverSays(record);
-    wirelit::expectRaised(failure, {"ERR_SERVER_APP", nullptr, 0, {}, {"ERR_SERVER_APP"}});
-    const oss::Message& second = *(failure.getMessages().begin() + 1);
-    EXPECT_EQ(second.getMessageLevel(), 4U);
-    EXPECT_TRUE(second.getMessageText().isEmpty());
+       {std::string(), pair("MsgText", "lost"), pair("MsgId", "") + pair("MsgText", "lost")}) {
+    RESTException failure = comm::detail::serverFailure();
+    decode(failure, record, 6);
+    EXPECT_EQ(inOneLine(failure), "ERR_SERVER_APP+ERR_SERVER_APP");
+    EXPECT_EQ((failure.getMessages().begin() + 1)->getMessageLevel(), 4U);
   }
-}
-
-TEST(RESTException, CopiesCarryMessagesAndWhoReportedButNoMap) {
-  RESTException failure = serverSays(pairs({{"MsgId", "ERR_SERVER_COMM_RECV"}}));
+  RESTException failure = comm::detail::serverFailure();
+  decode(failure, pair("MsgText", "n\xc3\xb6") + pair("MsgId", "ERR_SERVER_COMM_RECV"), 6);
+  EXPECT_EQ(inOneLine(failure), "ERR_SERVER_COMM_RECV(n\xc3\xb6)");
+  EXPECT_EQ(failure.getErrorMessage().getMessageLevel(), 4U);
   ASSERT_NE(failure.getProperties(), nullptr);
   try {
-    detail::raise(failure);
+    comm::detail::raise(failure);
   } catch (const RESTException& caught) {
-    const RESTException copy(caught);
+    const RESTException copy(caught);  // carries the messages and who reported, but no map
     EXPECT_EQ(copy.getProperties(), nullptr);
     EXPECT_STREQ(copy.what(), failure.what());
     EXPECT_TRUE(copy.isServerReported());
   }
-  const RESTException own(StaticDefs::ERR_SERVER_COMM_RECV, "qorX", 1);
-  EXPECT_FALSE(RESTException(own).isServerReported());
+  EXPECT_FALSE(RESTException(comm::StaticDefs::ERR_SERVER_COMM_RECV, "qorX", 1).isServerReported());
 }
 
 }  // namespace
-}  // namespace orvix::comm
+}  // namespace orvix::test

@@ -2,10 +2,38 @@
 #include "tests/comm/transport/qorTransportKit.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <limits>
+#include <new>
 #include <utility>
 
-#include "comm/support/qorRESTException.h"
+#include "infra/oss/qorNLSException.h"
 #include "infra/util/qorExtendedProperties.h"
+
+// The allocation functions of the test program: they fail when a test has asked for it.
+namespace {
+
+thread_local std::size_t failFrom = std::numeric_limits<std::size_t>::max();
+
+void* allocate(std::size_t size) { return size >= failFrom ? nullptr : std::malloc(size); }
+
+void* allocateOrThrow(std::size_t size) {
+  void* const block = allocate(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace orvix::test {
 
@@ -15,20 +43,6 @@ using comm::ClientResponse;
 namespace {
 
 std::string number(std::size_t value) { return std::to_string(value); }
-
-std::string raised(comm::RESTException& e, unsigned int port) {
-  std::string line = inOneLine(e.getErrorMessage());
-  const std::string digits = '|' + std::to_string(port);
-  if (const auto at = line.find(digits); at != std::string::npos) {
-    line.replace(at, digits.size(), "|PORT");
-  }
-  bool first = true;
-  for (const auto& message : e.getMessages()) {
-    if (!first) line += '+' + text(message.getMessageID());
-    first = false;
-  }
-  return e.isServerReported() ? line + " (server)" : line;
-}
 
 }  // namespace
 
@@ -44,9 +58,11 @@ DocumentRequest::DocumentRequest(std::uint32_t kind, std::string key, std::strin
   setContent({}, content_.data(), static_cast<unsigned int>(content_.size()));
 }
 
-std::string plainFrame(const std::string& action, const std::string& accessClass) {
-  return frame("Content-Length  : \naction: " + action + "\nactionType: " + accessClass +
-               "\nver: 1.1\n\r\n");
+std::string frameOf(const std::string& action, const std::string& accessClass,
+                    const std::string& body) {
+  return frame("Content-Length  : " + (body.empty() ? "" : number(body.size())) +
+                   "\naction: " + action + "\nactionType: " + accessClass + "\nver: 1.1\n\r\n",
+               body);
 }
 
 std::string documentFrame(const std::string& key, const std::string& content) {
@@ -54,19 +70,15 @@ std::string documentFrame(const std::string& key, const std::string& content) {
   if (!content.empty()) {
     fields += u32(4) + "data" + u32(static_cast<std::uint32_t>(content.size())) + content;
   }
-  const std::string body =
-      hex("00000000") + u32(static_cast<std::uint32_t>(fields.size())) + fields;
-  return frame("Content-Length  : " + number(body.size()) +
-                   "\naction: asyncAddDocument\nactionType: update\nver: 1.1\n\r\n",
-               body);
+  return frameOf("asyncAddDocument", "update",
+                 u32(0) + u32(static_cast<std::uint32_t>(fields.size())) + fields);
 }
 
-std::string lastDocumentFrame() {
-  return frame("Content-Length  : 8\naction: asyncAddDocument\nactionType: update\nver: 1.1\n\r\n",
-               std::string(8, '\0'));
+std::string times(const std::string& bytes, std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) all += bytes;
+  return all;
 }
-
-std::string keyForFrameOf(std::size_t size) { return std::string(size - 2 - 77 - 21, 'k'); }
 
 std::string hits(comm::SearchResponse& list) {
   std::string line;
@@ -88,16 +100,27 @@ std::string documents(comm::ParseResponse& list) {
   return line;
 }
 
-std::string outcome(OpenClient& client, ClientRequest& request, ClientResponse& response,
-                    unsigned int port) {
-  std::string line = "ok";
+std::string raised(const OpenClient& client, const std::function<void()>& act) {
   try {
-    client.sendAndRecvMesg(request, response);
-  } catch (comm::RESTException& e) {
-    line = raised(e, port);
+    act();
+    return "ok";
+  } catch (const comm::RESTException& e) {
+    std::string line = inOneLine(e);
+    const std::string port = '|' + number(client.getPort()) + ']';
+    if (const auto at = line.find(port); at != line.npos) line.replace(at, port.size(), "|PORT]");
+    return e.isServerReported() ? line + " (server)" : line;
+  } catch (const oss::NLSException&) {
+    return "NLSException";
   } catch (const std::exception& e) {
-    line = std::string("another exception: ") + e.what();
+    return std::string("another exception: ") + e.what();
   }
+}
+
+std::string outcome(OpenClient& client, const ClientRequest& asked, ClientResponse* kept) {
+  ClientRequest request(asked);
+  ClientResponse own;
+  ClientResponse& response = kept != nullptr ? *kept : own;
+  std::string line = raised(client, [&] { client.sendAndRecvMesg(request, response); });
   line += client.isReplyComplete() ? " complete" : " incomplete";
   if (!client.isEndOfStream()) line += " open";
   if (response.getStatusCode() != 0) line += " status=" + number(response.getStatusCode());
@@ -115,14 +138,11 @@ std::string outcome(OpenClient& client, ClientRequest& request, ClientResponse& 
   return line;
 }
 
-std::string outcome(OpenClient& client, ClientRequest& request, const ScriptedPeer& peer) {
-  ClientResponse response;
-  return outcome(client, request, response, peer.port());
+std::string errorOf(const std::string& outcome) {
+  return outcome.substr(0, outcome.find(" incomplete"));
 }
 
-std::string askStatus(OpenClient& client, const ScriptedPeer& peer) {
-  ClientRequest request = plainRequest(comm::kinds::GET_STATUS);
-  return outcome(client, request, peer);
-}
+FailingAllocation::FailingAllocation(std::size_t from) { failFrom = from; }
+FailingAllocation::~FailingAllocation() { failFrom = std::numeric_limits<std::size_t>::max(); }
 
 }  // namespace orvix::test

@@ -1,24 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // The big-endian cursors: order of the bytes, and what happens at the end of the memory.
+#include "tests/support/qorBytes.h"
+
 #include <array>
 #include <gtest/gtest.h>
 #include <string>
 
 #include "infra/bytes/internal/qorByteReader.h"
 #include "infra/bytes/internal/qorByteWriter.h"
-#include "tests/support/qorWireLiterals.h"
 
-namespace orvix::oss {
+namespace orvix::test {
 namespace {
 
-using wirelit::ExactBytes;
-using wirelit::operator""_bytes;
-
 TEST(ByteReader, ReadsBigEndianAndLeavesTheCursorWhereAReadDoesNotFit) {
-  const ExactBytes held(
-      "\xff\x01\x80\x00\x00\xfe"
-      "abc"_bytes);
-  ByteReader reader({held.data(), held.size()});
+  const ExactBytes held(hex("ff01 800000fe") + "abc");
+  oss::ByteReader reader(held.view());
   EXPECT_EQ(reader.u16(), 0xff01);
   EXPECT_EQ(reader.u32(), 0x800000feU);
   EXPECT_FALSE(reader.u32());
@@ -33,8 +29,7 @@ TEST(ByteReader, ReadsBigEndianAndLeavesTheCursorWhereAReadDoesNotFit) {
 }
 
 TEST(PaddedRead, CountsBytesOutsideAsZero) {
-  const ExactBytes held("\x81\x82\x83\x84"_bytes);
-  const std::string_view bytes(held.data(), held.size());
+  const ExactBytes held(hex("81828384"));
   const struct {
     std::int64_t offset;
     std::uint32_t u32;
@@ -46,22 +41,15 @@ TEST(PaddedRead, CountsBytesOutsideAsZero) {
   };
   // clang-format on
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.offset);
-    EXPECT_EQ(paddedU32(bytes, c.offset), c.u32);
-    EXPECT_EQ(paddedU16(bytes, c.offset), c.u16);
+    EXPECT_EQ(oss::paddedU32(held.view(), c.offset), c.u32) << c.offset;
+    EXPECT_EQ(oss::paddedU16(held.view(), c.offset), c.u16) << c.offset;
   }
-}
-
-TEST(Cut, KeepsTheLowBits) {
-  EXPECT_EQ(cutToU16(0x12345), 0x2345);
-  EXPECT_EQ(cutToU16(65536), 0);
-  EXPECT_EQ(cutToU32(0x1fffffffeU), 0xfffffffeU);
 }
 
 TEST(ByteWriter, WritesBigEndianAndRefusesWhatDoesNotFit) {
   std::array<char, 9> memory{};
   memory.back() = '#';
-  ByteWriter out(memory.data(), 8);
+  oss::ByteWriter out(memory.data(), 8);
   EXPECT_TRUE(out.u16(0xa1b2));
   EXPECT_TRUE(out.u32(0xc3d4e5f6));
   EXPECT_FALSE(out.u32(1));
@@ -71,8 +59,8 @@ TEST(ByteWriter, WritesBigEndianAndRefusesWhatDoesNotFit) {
   EXPECT_TRUE(out.bytes(""));
   EXPECT_TRUE(out.bytes("!?"));
   EXPECT_FALSE(out.u16(7));
-  EXPECT_EQ(std::string(memory.data(), 9), "\xa1\xb2\xc3\xd4\xe5\xf6!?#");
+  EXPECT_EQ(std::string(memory.data(), 9), hex("a1b2c3d4e5f6") + "!?#");
 }
 
 }  // namespace
-}  // namespace orvix::oss
+}  // namespace orvix::test

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A user's program: asks a server that is not there for its version and says what went wrong.
 #include <iostream>
-
 #include <qorcomm.h>
 
 int main() {
@@ -13,8 +12,8 @@ int main() {
   try {
     client.sendAndRecvMesg(request, response);
   } catch (const orvix::comm::RESTException& error) {
-    const bool expected =
-        error.getMessages().getFirstMessage().getMessageID() == orvix::comm::StaticDefs::ERR_CONNECT_SERVER;
+    const bool expected = error.getMessages().getFirstMessage().getMessageID() ==
+                          orvix::comm::StaticDefs::ERR_CONNECT_SERVER;
     std::cout << error.what() << '\n' << &qorcomm_component_marker[0] << '\n';
     return expected ? 0 : 1;
   }
