@@ -1,13 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need; does nothing when they are there.
-# Usage: scripts/install-deps.sh [test]     ("test" adds what only the tests need)
+# Usage: scripts/install-deps.sh [test] [fuzz]   ("test" adds what only the tests need, "fuzz" what
+# fuzzing and the coverage report need)
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
           nlohmann-json3-dev)
-if [ "${1:-}" = test ]; then
-  packages+=(libgtest-dev libgmock-dev locales)
-fi
+for group in "$@"; do
+  case $group in
+    test) packages+=(libgtest-dev libgmock-dev locales) ;;
+    fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
+    *) echo "no group of packages is called $group" >&2; exit 2 ;;
+  esac
+done
 
 missing=()
 for package in "${packages[@]}"; do

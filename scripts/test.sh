@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Everything that must hold: builds with AddressSanitizer and UndefinedBehaviorSanitizer and runs all
-# tests. Incremental; ends with the summary of ctest. Usage: scripts/test.sh [ctest options]
+# Everything that must hold: builds with AddressSanitizer and UndefinedBehaviorSanitizer, takes a
+# sample of the torture programs and runs all tests. Incremental; ends with the summary of ctest.
+# Usage: scripts/test.sh [ctest options]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -9,4 +10,5 @@ cmake --preset asan
 cmake --build --preset asan --parallel 2
 export ASAN_OPTIONS=${ASAN_OPTIONS:-strict_string_checks=1:detect_stack_use_after_return=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1}
+bash scripts/torture.sh quick
 ctest --preset asan --parallel 2 "$@"

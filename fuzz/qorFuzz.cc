@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "fuzz/qorFuzz.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <set>
+#include <unistd.h>
+
+#include "infra/oss/internal/qorTextConversion.h"
+#include "tests/torture/qorVirtualNet.h"
+
+extern "C" {
+// Offered by the sanitizers' run time; absent in an ordinary build.
+[[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*,
+                                                                     std::size_t),
+                                                            void (*)(const volatile void*));
+[[gnu::weak]] std::size_t __sanitizer_get_allocated_size(const volatile void*);
+}
+
+namespace orvix::torture {
+
+namespace {
+
+constexpr std::int64_t FREE_BYTES = 64 * 1024;
+constexpr std::int64_t BYTES_PER_GIVEN = 64;
+
+struct Count {
+  bool on = false;
+  std::int64_t live = 0;
+  std::uint64_t given = 0;
+  const std::uint64_t* counter = nullptr;
+};
+thread_local Count count;
+
+const int reportTo = ::dup(STDERR_FILENO);  // a fuzzer may close the stream to silence the target
+
+void allocated([[maybe_unused]] const volatile void* block, std::size_t size) {
+  if (!count.on || Harness::depth != 0) return;
+  count.live += static_cast<std::int64_t>(size);
+  const std::uint64_t given = count.given + (count.counter == nullptr ? 0 : *count.counter);
+  if (count.live <= FREE_BYTES + BYTES_PER_GIVEN * static_cast<std::int64_t>(given)) return;
+  count.on = false;
+  fail("memory: " + std::to_string(count.live) + " bytes are held, of them " +
+       std::to_string(size) + " just allocated, after " + std::to_string(given) + " bytes");
+}
+
+void freed(const volatile void* block) {
+  if (!count.on || Harness::depth != 0 || block == nullptr) return;
+  count.live -= static_cast<std::int64_t>(__sanitizer_get_allocated_size(block));
+}
+
+}  // namespace
+
+Meter::Meter() {
+  static const bool installed = __sanitizer_install_malloc_and_free_hooks != nullptr &&
+                                __sanitizer_install_malloc_and_free_hooks(allocated, freed) != 0;
+  static_cast<void>(installed);
+  count = Count();
+}
+
+void Meter::on() { count.on = true; }
+void Meter::off() { count.on = false; }
+void Meter::given(std::size_t bytes) { count.given += bytes; }
+void Meter::follow(const std::uint64_t& counter) { count.counter = &counter; }
+
+void fail(const std::string& what) {
+  Meter::off();
+  const std::string line = "ORACLE " + what + "\n";
+  static_cast<void>(!::write(reportTo, line.data(), line.size()));
+  std::abort();
+}
+
+void requireSame(const std::string& one, const std::string& other, const char* what) {
+  if (one != other) fail(std::string(what) + "\n  " + one + "\n  " + other);
+}
+
+std::string joined(const Segments& segments) {
+  std::string all;
+  for (const std::string_view segment : segments) all += segment;
+  return all;
+}
+
+Segments Input::segments() {
+  const unsigned int counts = byte();
+  std::string_view lengths = take(counts % 16);
+  if (lengths.empty()) lengths = std::string_view("\0", 1);
+  Segments all;
+  for (std::size_t i = 0; !rest_.empty(); ++i) {
+    all.push_back(take(std::size_t{1} + static_cast<std::uint8_t>(lengths[i % lengths.size()])));
+  }
+  const std::size_t times = std::size_t{4} * (counts / 16) * (counts / 16);
+  if (!all.empty()) all.insert(all.end(), times, std::string_view(all.back()));
+  return all;
+}
+
+std::string told(const comm::RESTException& error) {
+  static const std::set<std::string> DOCUMENTED{"ERR_SERVER_PROTOCOL", "ERR_SERVER_INVALID_AUTH",
+                                                "ERR_SERVER_APP", "ERR_SERVER_COMM_RECV",
+                                                "ERR_CLIENT_RESP_PARSING"};
+  std::string line = error.what();
+  std::string ids;
+  for (const oss::Message& message : error.getMessages()) {
+    ids += oss::utf8(message.getMessageID()) + ' ';
+  }
+  const bool known = DOCUMENTED.count(ids.substr(0, ids.find(' '))) != 0;
+  require(known || error.isServerReported(), "undocumented: " + line);
+  return "raised " + line + " ids " + ids + (error.isServerReported() ? "by the server" : "");
+}
+
+std::string told(comm::ClientResponse& response) {
+  std::string line = "status " + std::to_string(response.getStatusCode()) + ' ' +
+                     oss::utf8(response.getStatusMessage().getMessageID()) + ' ' +
+                     oss::utf8(response.getStatusMessage().getMessageText()) + " text " +
+                     oss::utf8(response.getContent());
+  const comm::SelectivityInfo& estimate = response.getSelectivityInfo();
+  for (const auto value : {estimate.getValue1(), estimate.getValue2(), estimate.getValue3()}) {
+    line += ' ' + std::to_string(value);
+  }
+  return line;
+}
+
+std::string toldResults(comm::ClientResponse& response) {
+  std::string line;
+  for (comm::SearchResponse& list = response.getSearchResponse(); list.hasMore();) {
+    const comm::SearchResult& hit = list.getNext();
+    line += " hit " + oss::utf8(hit.getKey()) + ' ';
+    line.append(reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength());
+    line += ' ' + std::to_string(hit.getScore()) + ' ' + std::to_string(hit.getStatus());
+  }
+  for (comm::ParseResponse& list = response.getParseResponse(); list.hasMore();) {
+    const comm::ParseResult& outcome = list.getNext();
+    line += " doc " + oss::utf8(outcome.getText()) + ' ' +
+            oss::utf8(outcome.getMessage().getMessageID()) + ' ' +
+            oss::utf8(outcome.getMessage().getMessageText());
+  }
+  return line;
+}
+
+}  // namespace orvix::torture
