@@ -139,7 +139,7 @@ int RESTResponse::getNextReadSize(std::uint32_t& wanted) const {
       wanted = contentLength_;
       return 0;
     case State::FINISHED:
-      return 1;
+      break;
   }
   return 1;
 }

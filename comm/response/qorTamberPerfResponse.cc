@@ -52,12 +52,12 @@ class Payload {
   Payload(std::string_view piece, std::int64_t at, std::int64_t length)
       : length_(oss::cutToU16(static_cast<std::uint64_t>(length))) {
     const auto size = static_cast<std::int64_t>(piece.size());
-    if (at >= 0 && at + length_ <= size) {
+    if (at + length_ <= size) {
       bytes_ = piece.data() + at;
       return;
     }
     padded_.assign(length_, '\0');
-    for (std::int64_t i = 0; i < length_ && at + i < size; ++i) {
+    for (std::int64_t i = 0; at + i < size; ++i) {  // fewer than length_: the run leaves the piece
       padded_[static_cast<std::size_t>(i)] = piece[static_cast<std::size_t>(at + i)];
     }
     bytes_ = padded_.data();
@@ -110,7 +110,7 @@ int TamberPerfResponse::getNextReadSize(std::uint32_t& wanted) const {
       wanted = BODY_READ_SIZE;
       return 0;
     case State::FINISHED:
-      return 1;
+      break;
   }
   return 1;
 }
@@ -243,7 +243,7 @@ TamberPerfResponse::Record TamberPerfResponse::frame(std::string_view piece,
     at = record.payload;
   } else if (state_ == State::BODY && record.length < size) {
     // Kept: so close to the end the header of the cut record counts as consumed.
-    if (size - end < HEADER_SIZE && size - record.length < HEADER_SIZE) at = record.payload;
+    if (size - record.length < HEADER_SIZE) at = record.payload;
   } else if (record.length >= OVERLONG_RECORD && size >= OVERLONG_PIECE) {
     // Kept: a record that its length field cannot say is taken to be the whole piece.
     record.complete = true;

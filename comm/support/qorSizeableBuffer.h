@@ -72,7 +72,7 @@ class DefaultAlternateBuffer {
     }
     std::uint64_t capacity = 4;
     while (capacity < need) capacity *= 2;
-    if (capacity == capacity_ && grown_) {
+    if (capacity == capacity_) {
       if (from != grown_.get()) std::copy_n(from, keep, grown_.get());
       length_ = need;
       return;

@@ -69,10 +69,7 @@ void CorvaneClient::closeConnection() noexcept {
   const oss::TraceScope trace(probes::CLOSE_CONNECTION);
   if (!connected_) return;
   connected_ = false;
-  try {
-    socket_.close();
-  } catch (...) {  // nobody waits for a connection that is given up
-  }
+  socket_.close();
 }
 
 CorvaneClient::ReceiveStep::ReceiveStep(CorvaneClient& client) : client_(client) {

@@ -80,8 +80,8 @@ void TamberPerfClient::recvStream(ClientResponse& response) {
   try {
     receiveNext(response);
   } catch (...) {
-    endOfStream =
-        true;  // part of a unit may be lost, so what follows it must not be read as the next
+    // Part of a unit may be lost: what follows must not be read as if it were the next.
+    endOfStream = true;
     throw;
   }
 }

@@ -176,7 +176,7 @@ void Socket::connect(const icu::UnicodeString& host, unsigned int port,
   raise("SOCKET_CONNECT", peer, reasonOf(reason));
 }
 
-void Socket::close() { connection_.reset(); }
+void Socket::close() noexcept { connection_.reset(); }
 
 void Socket::write(const char* buffer, std::size_t offset, std::size_t length) {
   write(buffer, offset, length, nullptr);

@@ -39,7 +39,7 @@ class QORINFRA_EXPORT Socket {
   void connect(const icu::UnicodeString& host, unsigned int port, const _AddrInfoExternal& addrInfo,
                const unsigned long long* timeOut);
   /// Lets the connection go; nothing on a closed socket.
-  void close();
+  void close() noexcept;
 
   /// Writes exactly `length` bytes from `buffer + offset`, or throws. Length 0 returns at once.
   void write(const char* buffer, std::size_t offset, std::size_t length);

@@ -30,7 +30,7 @@ class Converter {
     if (needed > room || length == 0) {  // even an empty text needs a byte, for the NUL
       if (needed >= LIMIT) raiseOutOfMemory();
       buffer.resize(needed + 1);
-      if (buffer.data() == nullptr || buffer.capacity() == 0) raiseOutOfMemory();
+      if (buffer.data() == nullptr) raiseOutOfMemory();
       if (needed >= buffer.capacity()) {
         // Cut to what fits; a character that does not fit whole is not begun, so fill its place.
         needed = buffer.capacity() - 1;
