@@ -7,7 +7,8 @@
 #include <unicode/unistr.h>
 
 #include "comm/qorExport.h"
-#include "comm/results/qorResultLists.h"
+#include "comm/results/qorParseResponse.h"
+#include "comm/results/qorSearchResponse.h"
 #include "comm/results/qorSelectivityInfo.h"
 #include "infra/oss/qorMessage.h"
 #include "infra/oss/qorUTF8String.h"

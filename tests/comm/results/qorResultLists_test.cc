@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The caller's cursors: order, counts, what a drained list does, and who owns the raw keys.
-#include "comm/results/qorResultLists.h"
+#include "comm/results/qorParseResponse.h"
+#include "comm/results/qorSearchResponse.h"
 
 #include <gtest/gtest.h>
 #include <memory>

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The caller's cursors over the hits and the document outcomes of a reply.
+// The caller's cursor over the hits of a search.
 #pragma once
 
 #include "comm/qorExport.h"
-#include "comm/results/qorParseResult.h"
 #include "comm/results/qorRecordCursor.h"
 #include "comm/results/qorSearchResult.h"
 
@@ -27,19 +26,6 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
 
  private:
   void copyRawKeys();
-};
-
-/// Outcomes of documents. Owns the records; copies are deep.
-class QORCOMM_EXPORT ParseResponse : public RecordCursor<ParseResult> {
- public:
-  ParseResponse();
-  ParseResponse(const ParseResponse& other);
-  ParseResponse& operator=(const ParseResponse& other);
-  ~ParseResponse();
-
-  void append(const ParseResult& record) { RecordCursor::append(record); }
-  void reset() { clear(); }
-  void restart(const ParseResult& record);
 };
 
 }  // namespace orvix::comm

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "comm/results/qorResultLists.h"
+#include "comm/results/qorSearchResponse.h"
 
 namespace orvix::comm {
 
@@ -41,17 +41,6 @@ void SearchResponse::copyRawKeys() {
     reset();
     throw;
   }
-}
-
-ParseResponse::ParseResponse() = default;
-ParseResponse::ParseResponse(const ParseResponse&) = default;
-ParseResponse& ParseResponse::operator=(const ParseResponse&) = default;
-ParseResponse::~ParseResponse() = default;
-
-void ParseResponse::restart(const ParseResult& record) {
-  ParseResponse fresh;
-  fresh.append(record);
-  RecordCursor::swap(fresh);
 }
 
 }  // namespace orvix::comm
