@@ -8,6 +8,8 @@ target_compile_options(qorcomm_options INTERFACE
   # GCC 12 sees overlapping copies in std::string's operator+ at -O3 where there are none.
   # Without unique symbols: with one, a library can never be unloaded again.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>
+  # The libraries call their own functions, never a namesake in the host: directly, and inlined.
+  -fno-semantic-interposition
   $<$<BOOL:${QORCOMM_WARNINGS_AS_ERRORS}>:-Werror>)
 if(QORCOMM_SANITIZE)
   target_compile_options(qorcomm_options INTERFACE

@@ -25,6 +25,15 @@ void Message::setFileName(const char* name) {
   }
 }
 
+void Message::clear() {
+  id_.remove();
+  text_.remove();
+  level_ = NONE;
+  file_.reset();
+  line_ = 0;
+  arguments_.clear();
+}
+
 void Message::addArgument(const UnicodeString& text) { arguments_.push_back(text); }
 
 void Message::addArgument(unsigned int number) {

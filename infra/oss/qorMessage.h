@@ -37,7 +37,7 @@ class QORINFRA_EXPORT Message {
   /// Copies every field of `other`.
   void setMessage(const Message& other) { *this = other; }
   /// Back to the default state: no id, text, file or arguments, level 0, line 0.
-  void clear() { *this = Message(); }
+  void clear();
 
   void addArgument(const icu::UnicodeString& text);
   /// Appends the decimal text of `number`.

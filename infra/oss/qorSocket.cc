@@ -2,9 +2,11 @@
 #include "infra/oss/qorSocket.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstring>
 #include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -24,15 +26,26 @@
 
 namespace orvix::oss {
 
-/// Owns one descriptor.
+/// Owns one descriptor, and bytes that were received along with those that somebody wanted.
 struct Socket::Connection {
   explicit Connection(int fd) : descriptor(fd) {}
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() { ::close(descriptor); }
 
+  [[nodiscard]] std::size_t held() const { return end - begin; }
+  /// Whether the next receive has its answer already.
+  [[nodiscard]] bool hasAnswer() const { return held() != 0 || ending.has_value(); }
+  std::size_t take(char* out, std::size_t length);
+  std::size_t receive(char* out, std::size_t length);
+  void readAhead();
+
   int descriptor;
   std::string peer;  // "host:port", for messages
+  std::array<char, 0x1000> ahead;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  std::optional<int> ending;  // behind the bytes held: the reason of a failure, 0: the peer closed
 };
 
 static_assert(std::is_trivially_copyable_v<Socket::_AddrInfoExternal>);
@@ -91,6 +104,8 @@ int pollUntil(pollfd* polled, std::size_t count, const Deadline& deadline) {
   }
 }
 
+constexpr std::size_t SMALL_READ = 64;  // bytes; a receive of so few reads ahead
+
 using Addresses = std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)>;
 
 Addresses resolve(const std::string& host, unsigned int port, int family, const std::string& peer) {
@@ -131,6 +146,49 @@ int connectTo(int descriptor, const addrinfo& address, const Deadline& deadline)
 
 }  // namespace
 
+std::size_t Socket::Connection::take(char* out, std::size_t length) {
+  const std::size_t taken = std::min(length, held());
+  std::memcpy(out, ahead.data() + begin, taken);
+  begin += taken;
+  return taken;
+}
+
+/// One receive of what is not held yet.
+std::size_t Socket::Connection::receive(char* out, std::size_t length) {
+  if (ending) {
+    const int reason = *std::exchange(ending, std::nullopt);
+    if (reason == 0) return 0;
+    raise("SOCKET_READ", peer, reasonOf(reason));
+  }
+  for (;;) {
+    const ssize_t got = ::recv(descriptor, out, length, 0);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) raise("SOCKET_READ", peer, reasonOf(errno));
+  }
+}
+
+/// Receives more than the few bytes that are wanted. Bytes that are held already are what one
+/// receive would begin with; it would not wait for others, but take those that are there.
+void Socket::Connection::readAhead() {
+  if (held() == 0) {
+    begin = end = 0;
+    end = receive(ahead.data(), ahead.size());
+    return;
+  }
+  std::memmove(ahead.data(), ahead.data() + begin, held());
+  end = held();
+  begin = 0;
+  ssize_t got = 0;
+  do {
+    got = ::recv(descriptor, ahead.data() + end, ahead.size() - end, MSG_DONTWAIT);
+  } while (got < 0 && errno == EINTR);
+  if (got > 0) {
+    end += static_cast<std::size_t>(got);
+  } else if (got == 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) {
+    ending = got == 0 ? 0 : errno;
+  }
+}
+
 Socket::Socket() = default;
 Socket::Socket(const Socket&) = default;
 Socket::Socket(Socket&&) noexcept = default;
@@ -138,9 +196,9 @@ Socket& Socket::operator=(const Socket&) = default;
 Socket& Socket::operator=(Socket&&) noexcept = default;
 Socket::~Socket() = default;
 
-int Socket::descriptor() const {
+Socket::Connection& Socket::connection() const {
   if (connection_ == nullptr) raise("SOCKET_CLOSED", "", "the socket is not connected");
-  return connection_->descriptor;
+  return *connection_;
 }
 
 void Socket::connect(const icu::UnicodeString& host, unsigned int port,
@@ -185,7 +243,7 @@ void Socket::write(const char* buffer, std::size_t offset, std::size_t length) {
 void Socket::write(const char* buffer, std::size_t offset, std::size_t length,
                    const unsigned long long* timeOut) {
   if (length == 0) return;
-  const int fd = descriptor();
+  const int fd = connection().descriptor;
   const Deadline deadline(timeOut);
   const int flags = MSG_NOSIGNAL | (deadline.never() ? 0 : MSG_DONTWAIT);
   std::size_t done = 0;
@@ -220,18 +278,23 @@ std::size_t Socket::read(char* buffer, std::size_t offset, std::size_t length) {
 
 std::size_t Socket::readOnce(char* buffer, std::size_t offset, std::size_t length) {
   if (length == 0) return 0;  // to the system a receive of 0 bytes looks like the peer's close
-  const int fd = descriptor();
-  for (;;) {
-    const ssize_t got = ::recv(fd, buffer + offset, length, 0);
-    if (got >= 0) return static_cast<std::size_t>(got);
-    if (errno != EINTR) raise("SOCKET_READ", connection_->peer, reasonOf(errno));
-  }
+  Connection& from = connection();
+  if (length <= SMALL_READ && from.held() < length && !from.ending) from.readAhead();
+  if (from.held() != 0) return from.take(buffer + offset, length);
+  return length <= SMALL_READ && !from.ending ? 0 : from.receive(buffer + offset, length);
 }
 
-bool Socket::isReadable() const {
-  pollfd polled{descriptor(), POLLIN, 0};
-  constexpr unsigned long long NOW = 0;
-  return pollUntil(&polled, 1, Deadline(&NOW)) > 0;
+bool Socket::isReadable(unsigned long long milliseconds) const {
+  const Connection& from = connection();
+  if (from.hasAnswer()) return true;
+  pollfd polled{from.descriptor, POLLIN, 0};
+  if (milliseconds != 0) return pollUntil(&polled, 1, Deadline(&milliseconds)) > 0;
+  int ready = 0;
+  do {  // without a look at the clock: every request asks this
+    ready = ::poll(&polled, 1, 0);
+  } while (ready < 0 && errno == EINTR);
+  if (ready < 0) raise("SOCKET_WAIT", "", reasonOf(errno));
+  return ready > 0;
 }
 
 std::size_t Socket::select(std::list<Socket>& readable, std::list<Socket>& writable,
@@ -249,14 +312,20 @@ std::size_t Socket::select(std::list<Socket>& readable, std::list<Socket>& writa
   std::vector<pollfd> polled;
   for (const Watch& watch : watches) {
     for (const Socket& socket : watch.sockets) {
-      polled.push_back({socket.descriptor(), watch.events, 0});
+      polled.push_back({socket.connection().descriptor, watch.events, 0});
     }
   }
-  pollUntil(polled.data(), polled.size(), Deadline(timeOut));
+  const auto hasAnswer = [](const Socket& socket) { return socket.connection_->hasAnswer(); };
+  constexpr unsigned long long NOW = 0;
+  const bool atOnce = std::any_of(readable.begin(), readable.end(), hasAnswer);
+  pollUntil(polled.data(), polled.size(), Deadline(atOnce ? &NOW : timeOut));
   auto at = polled.cbegin();
   std::size_t left = 0;
   for (const Watch& watch : watches) {
-    watch.sockets.remove_if([&](const Socket&) { return ((at++)->revents & watch.ready) == 0; });
+    watch.sockets.remove_if([&](const Socket& socket) {
+      const bool isReady = ((at++)->revents & watch.ready) != 0;
+      return !isReady && !(watch.events == POLLIN && hasAnswer(socket));
+    });
     left += watch.sockets.size();
   }
   return left;

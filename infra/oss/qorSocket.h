@@ -49,10 +49,12 @@ class QORINFRA_EXPORT Socket {
   /// Reads until `length` bytes stand at `buffer + offset` or the peer closes; returns their
   /// number.
   std::size_t read(char* buffer, std::size_t offset, std::size_t length);
-  /// One receive of at most `length` bytes; 0 when the peer has closed, or when `length` is 0.
+  /// One receive of at most `length` bytes; 0 when the peer has closed, or when `length` is 0. When
+  /// only a few bytes are asked for, the socket receives more and keeps them for the next receives.
   std::size_t readOnce(char* buffer, std::size_t offset, std::size_t length);
-  /// Whether a receive would return at once: bytes, an end of file or an error wait. Never waits.
-  [[nodiscard]] bool isReadable() const;
+  /// Whether a receive would return at once: bytes, an end of file or an error wait. Waits for that
+  /// at most so many milliseconds.
+  [[nodiscard]] bool isReadable(unsigned long long milliseconds = 0) const;
 
   /// Waits until a listed socket is ready or the limit passes; takes those that are not ready out
   /// of the lists and returns the number left.
@@ -61,7 +63,7 @@ class QORINFRA_EXPORT Socket {
 
  private:
   struct Connection;
-  [[nodiscard]] int descriptor() const;
+  [[nodiscard]] Connection& connection() const;
 
   std::shared_ptr<Connection> connection_;
 };

@@ -36,6 +36,11 @@ namespace detail {
 QORINFRA_EXPORT extern std::atomic<const TraceHooks*> installedTraceHooks;
 }  // namespace detail
 
+/// Whether a host follows the library's operations at all.
+inline bool isTraceInstalled() noexcept {
+  return detail::installedTraceHooks.load(std::memory_order_acquire) != nullptr;
+}
+
 /// Entry hooks now, exit hooks at the end of the scope unless an exception leaves it.
 class QORINFRA_EXPORT TraceScope {
  public:

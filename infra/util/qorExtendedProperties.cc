@@ -24,9 +24,21 @@ namespace {
 
 }  // namespace
 
-ExtendedProperties::ExtendedProperties() = default;
-ExtendedProperties::ExtendedProperties(const ExtendedProperties&) = default;
-ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties&) = default;
+ExtendedProperties::ExtendedProperties()
+    : memory_(inPlace_, sizeof inPlace_, std::pmr::new_delete_resource()), pairs_(&memory_) {}
+
+ExtendedProperties::ExtendedProperties(const ExtendedProperties& other) : ExtendedProperties() {
+  *this = other;
+}
+
+ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& other) {
+  if (this == &other) return *this;
+  pairs_.clear();
+  memory_.release();
+  for (const auto& pair : other.pairs_) pairs_.emplace_hint(pairs_.end(), pair);
+  return *this;
+}
+
 ExtendedProperties::~ExtendedProperties() = default;
 
 void ExtendedProperties::putProperty(const UnicodeString& key, const UnicodeString& value) {

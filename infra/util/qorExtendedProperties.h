@@ -2,8 +2,11 @@
 // The named parameters of a request and the pairs of a reply: an ordered map of texts.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory_resource>
+#include <string_view>
 
 #include <unicode/unistr.h>
 
@@ -11,11 +14,17 @@
 
 namespace orvix::util {
 
+/// Ascending order of UTF-16 code units: what UnicodeString::compare() says, without a call.
+struct CodeUnitOrder {
+  bool operator()(const icu::UnicodeString& left, const icu::UnicodeString& right) const;
+};
+
 /// Text to text, keys unique and in ascending UnicodeString order, which is also the order of a
 /// request's header lines. A value: copies are deep.
+/// The first dozen or so of entries stand in the object itself, which has a few KiB for it.
 class QORINFRA_EXPORT ExtendedProperties {
  public:
-  using Map = std::map<icu::UnicodeString, icu::UnicodeString>;
+  using Map = std::pmr::map<icu::UnicodeString, icu::UnicodeString, CodeUnitOrder>;
   using iterator = Map::const_iterator;
   using const_iterator = Map::const_iterator;
 
@@ -38,13 +47,27 @@ class QORINFRA_EXPORT ExtendedProperties {
   /// "PROPERTY_NOT_A_NUMBER" with key and value when it is no number from 0 to 4294967295.
   std::uint32_t requirePropertyAsUInt32(const icu::UnicodeString& key) const;
 
+  [[nodiscard]] std::size_t size() const { return pairs_.size(); }
   [[nodiscard]] const_iterator begin() const { return pairs_.begin(); }
   [[nodiscard]] const_iterator end() const { return pairs_.end(); }
   /// The value at `at`; its key is `at->first`.
   [[nodiscard]] const icu::UnicodeString& get(const_iterator at) const { return at->second; }
 
  private:
+  static constexpr std::size_t ENTRIES_IN_PLACE = 12;
+  static constexpr std::size_t ENTRY_SIZE = sizeof(Map::value_type) + 4 * sizeof(void*);
+
+  alignas(std::max_align_t) std::byte inPlace_[ENTRIES_IN_PLACE * ENTRY_SIZE];  // not filled
+  std::pmr::monotonic_buffer_resource memory_;  // nothing is ever taken out of the map by itself
   Map pairs_;
 };
+
+inline bool CodeUnitOrder::operator()(const icu::UnicodeString& left,
+                                      const icu::UnicodeString& right) const {
+  const std::u16string_view a(left.getBuffer(), static_cast<std::size_t>(left.length()));
+  const std::u16string_view b(right.getBuffer(), static_cast<std::size_t>(right.length()));
+  const int order = a.compare(b);
+  return order < 0 || (order == 0 && left.isBogus() && !right.isBogus());
+}
 
 }  // namespace orvix::util

@@ -110,6 +110,7 @@ std::optional<Effect> effectOf(const Step& step, const Hit& hit) {
   if (hit.fault == Fault::SHORT) {
     const bool chunks = step.kind == COLLECTION_STATUS && step.reply.substr(0, 2) == FINE;
     if (hit.call != Call::RECV || !chunks || hit.replyAt < 2) return std::nullopt;
+    if (hit.handed != 1) return std::nullopt;  // the field is whole
     const std::size_t in = hit.replyAt - placeOf(step.reply, hit.replyAt).begin;
     if (in == 0) return chunkCut("583", "status ");
     return in == 2 ? std::optional(chunkCut("598", "size ")) : std::nullopt;

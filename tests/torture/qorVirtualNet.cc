@@ -365,6 +365,8 @@ ssize_t recv(int fd, void* bytes, size_t length, int flags) {
   if (fault == Fault::END) return 0;
   if (fault != Fault::NONE && fault != Fault::SHORT) return failWith(fault);
   std::size_t most = std::min(length, connection->in.size() - connection->inAt);
+  // What is not begun yet has not arrived yet.
+  if ((flags & MSG_DONTWAIT) != 0 && !connection->begun) return failWith(EAGAIN);
   if (most == 0 && connection->peer == After::OPEN) current->note("a receive that blocks for ever");
   if (most == 0) return connection->peer == After::CLOSE ? 0 : failWith(ECONNRESET);
   if (connection->pieceAt < connection->pieces.size()) {
@@ -372,12 +374,16 @@ ssize_t recv(int fd, void* bytes, size_t length, int flags) {
     if (fault == Fault::SHORT) most = (most + 1) / 2;
     most = std::min<std::size_t>(most, piece);
     piece -= static_cast<std::uint32_t>(most);
+    connection->begun = piece != 0;
     if (piece == 0) ++connection->pieceAt;
-  } else if (fault == Fault::SHORT) {
-    most = (most + 1) / 2;
+  } else {
+    if (fault == Fault::SHORT) most = (most + 1) / 2;
+    connection->begun = true;
   }
+  if (fault == Fault::SHORT) current->hits.back().handed = most;
   std::memcpy(bytes, connection->in.data() + connection->inAt, most);
   connection->inAt += most;
+  connection->begun = connection->begun && connection->inAt < connection->in.size();
   connection->replyAt += most;
   current->consumed += most;
   return static_cast<ssize_t>(most);

@@ -41,6 +41,7 @@ struct Hit {
   bool opening;   ///< the connection was not open yet
   bool lastAddress;
   bool pulling;
+  std::size_t handed = 0;  ///< bytes that a receive cut SHORT still gave
 };
 
 enum class After { OPEN, CLOSE, RESET };
@@ -64,6 +65,7 @@ struct Connection {
   std::size_t inAt = 0;
   std::vector<std::uint32_t> pieces;
   std::size_t pieceAt = 0;
+  bool begun = false;  // a segment is handed out in part
   std::size_t replyAt = 0;
   std::size_t lateAt = SIZE_MAX;
 };

@@ -10,6 +10,16 @@
 
 namespace orvix::oss {
 
+/// Value of the two, or four, big-endian bytes at `bytes`, all of which are there.
+[[nodiscard]] constexpr std::uint16_t loadU16(const char* bytes) noexcept {
+  const auto high = static_cast<unsigned char>(bytes[0]);
+  return static_cast<std::uint16_t>(high << 8U | static_cast<unsigned char>(bytes[1]));
+}
+
+[[nodiscard]] constexpr std::uint32_t loadU32(const char* bytes) noexcept {
+  return std::uint32_t{loadU16(bytes)} << 16U | loadU16(bytes + 2);
+}
+
 /// Value of `width` big-endian bytes at `offset`. Bytes outside `bytes` count as 0, so a peer that
 /// promises more than it sends is read as if it had sent zeros.
 [[nodiscard]] constexpr std::uint32_t paddedBigEndian(std::string_view bytes, std::int64_t offset,
@@ -41,14 +51,14 @@ class ByteReader {
 
   [[nodiscard]] constexpr std::optional<std::uint16_t> u16() noexcept {
     if (remaining() < 2) return std::nullopt;
-    const std::uint16_t value = paddedU16(bytes_, static_cast<std::int64_t>(at_));
+    const std::uint16_t value = loadU16(bytes_.data() + at_);
     at_ += 2;
     return value;
   }
 
   [[nodiscard]] constexpr std::optional<std::uint32_t> u32() noexcept {
     if (remaining() < 4) return std::nullopt;
-    const std::uint32_t value = paddedU32(bytes_, static_cast<std::int64_t>(at_));
+    const std::uint32_t value = loadU32(bytes_.data() + at_);
     at_ += 4;
     return value;
   }

@@ -51,6 +51,9 @@ class ByteWriter {
     return at;
   }
 
+  /// Where the next write goes, and how much fits there.
+  [[nodiscard]] constexpr char* rest() const noexcept { return out_ + written_; }
+  [[nodiscard]] constexpr std::size_t room() const noexcept { return capacity_ - written_; }
   [[nodiscard]] constexpr std::size_t written() const noexcept { return written_; }
 
  private:

@@ -22,6 +22,11 @@ QORINFRA_EXPORT icu::UnicodeString textFromWire(std::string_view bytes);
 QORINFRA_EXPORT std::size_t textToWire(const icu::UnicodeString& text, char* out,
                                        std::size_t capacity);
 
+/// No text needs more bytes than this as UTF-8: three for a unit.
+inline std::size_t mostWireBytes(const icu::UnicodeString& text) {
+  return 3 * static_cast<std::size_t>(text.length());
+}
+
 /// Bytes that `text` needs as UTF-8; more than any buffer holds when 31 bits cannot say it.
 QORINFRA_EXPORT std::size_t wireLength(const icu::UnicodeString& text);
 

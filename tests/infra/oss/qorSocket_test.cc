@@ -152,6 +152,40 @@ TEST_F(SocketTest, ReadFillsReadOnceTakesWhatIsThereAndTheEndIsShort) {
   EXPECT_EQ(socket.readOnce(buffer.data(), 0, 8), 0U);
 }
 
+/// A receive of a few bytes takes more off the system; whoever comes next must not notice.
+TEST_F(SocketTest, BytesReceivedAheadCountAsWaitingAndComeFirst) {
+  constexpr std::size_t AHEAD = 4096;
+  Socket socket;
+  connect(socket);
+  std::string sent(AHEAD + 2, '.');
+  for (std::size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>('a' + i % 26);
+  peerSends(sent);
+  std::string got(2 * sent.size(), '#');
+  std::size_t at = socket.readOnce(got.data(), 0, 2);
+  EXPECT_EQ(at, 2U);
+  std::list<Socket> readable{socket};
+  std::list<Socket> none;
+  EXPECT_EQ(Socket::select(readable, none, none, nullptr), 1U);
+  while (at < sent.size() - 3) at += socket.readOnce(got.data(), at, sent.size() - 3 - at);
+  // A field across the end of what was received ahead is whole, as one receive would have it.
+  const bool atEdge = socket.isReadable();
+  EXPECT_TRUE(atEdge);
+  EXPECT_EQ(socket.readOnce(got.data(), at, 3), 3U);
+  EXPECT_EQ(got.substr(0, sent.size()), sent);
+  EXPECT_FALSE(socket.isReadable());
+
+  peerSends("x");
+  ASSERT_TRUE(socket.isReadable(PATIENCE));
+  EXPECT_EQ(socket.readOnce(got.data(), 0, 2), 1U);  // nor does it wait for the other byte
+  peerSends("abc");
+  ASSERT_TRUE(socket.isReadable(PATIENCE));
+  EXPECT_EQ(socket.readOnce(got.data(), 0, 2), 2U);
+  peer = Descriptor();
+  EXPECT_EQ(socket.read(got.data(), 0, 2), 1U);  // the byte ahead, then the end
+  EXPECT_EQ(got.substr(0, 1), "c");
+  EXPECT_EQ(socket.readOnce(got.data(), 0, 2), 0U);
+}
+
 TEST_F(SocketTest, WritingToAPeerThatHasGoneThrowsInsteadOfKilling) {
   Socket socket;
   connect(socket);
