@@ -5,12 +5,14 @@
 #include <memory>
 #include <utility>
 
-#include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
+#include "comm/request/internal/qorCatalogue.h"
+#include "comm/request/internal/qorPropertyMerge.h"
 
 namespace orvix::comm {
 
+using detail::Catalogue;
 using icu::UnicodeString;
 
 namespace {
@@ -20,6 +22,18 @@ unsigned char* copyBytes(const unsigned char* bytes, std::uint32_t length) {
   auto copy = std::make_unique<unsigned char[]>(length);
   std::copy_n(bytes, length, copy.get());
   return copy.release();
+}
+
+/// Whether `properties` are what `props` and `own` come to.
+bool isMergeOf(const util::ExtendedProperties& properties, const util::ExtendedProperties& props,
+               std::span<const detail::Overlay> own) {
+  auto at = properties.begin();
+  bool same = true;
+  detail::visitMerged(props, own, [&](const UnicodeString& key, const UnicodeString& value) {
+    same = same && at != properties.end() && at->first == key && at->second == value;
+    if (same) ++at;
+  });
+  return same && at == properties.end();
 }
 
 }  // namespace
@@ -61,29 +75,31 @@ ClientRequest::~ClientRequest() = default;
 
 void ClientRequest::buildRequest(const UnicodeString& collectionName, REQUEST kind,
                                  const util::ExtendedProperties& props) {
-  const UnicodeString name(collectionName);  // the caller may pass a value out of `props`
-  kind_ = kind;
-  collectionName_ = name;
-  properties_.copy(props);
-  properties_.putProperty(detail::words::VER, detail::words::PROTOCOL_VERSION);
-  properties_.putProperty(StaticDefs::PARAM_COLLECTION_ID, name);
-  if (const char* mode = detail::requestKind(kind).mode; mode != nullptr) {
-    properties_.putProperty(detail::words::MODE, UnicodeString(mode, ""));
-  }
-  setOperationName();
+  collectionName_ = collectionName;  // first: the caller may pass a value of this request
+  const UnicodeString& mode = Catalogue::get().mode(kind);
+  detail::Overlay own[3] = {{&StaticDefs::PARAM_COLLECTION_ID, &collectionName_}};
+  std::size_t count = 1;
+  if (!mode.isEmpty()) own[count++] = {&detail::words::MODE, &mode};
+  own[count++] = {&detail::words::VER, &detail::words::PROTOCOL_VERSION};
+  build(kind, props, std::span(own, count));
 }
 
 void ClientRequest::buildRequest(REQUEST kind, const util::ExtendedProperties& props) {
-  kind_ = kind;
   collectionName_ = detail::words::EMPTY;
-  properties_.copy(props);
-  properties_.putProperty(detail::words::VER, detail::words::PROTOCOL_VERSION);
-  setOperationName();
+  const detail::Overlay own[] = {{&detail::words::VER, &detail::words::PROTOCOL_VERSION}};
+  build(kind, props, own);
 }
 
-void ClientRequest::setOperationName() {
-  const char* name = detail::requestKind(kind_).displayName;
-  if (name != nullptr) operationName_ = UnicodeString(name, "");
+/// A request that is built again as it was, for the next document say, copies nothing.
+void ClientRequest::build(REQUEST kind, const util::ExtendedProperties& props,
+                          std::span<const detail::Overlay> own) {
+  kind_ = kind;
+  if (!isMergeOf(properties_, props, own)) {
+    properties_.copy(props);
+    for (const detail::Overlay& entry : own) properties_.putProperty(*entry.key, *entry.value);
+  }
+  const UnicodeString& name = Catalogue::get().displayName(kind);
+  if (!name.isEmpty()) operationName_ = name;
 }
 
 void ClientRequest::setDocKey(const char* key, unsigned int length) {

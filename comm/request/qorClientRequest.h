@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <list>
+#include <span>
 
 #include <unicode/unistr.h>
 
@@ -12,6 +13,10 @@
 #include "infra/util/qorExtendedProperties.h"
 
 namespace orvix::comm {
+
+namespace detail {
+struct Overlay;
+}
 
 /// One field of a document. Owns `binValue` (array allocation); copies are deep.
 class QORCOMM_EXPORT KVPair {
@@ -70,7 +75,8 @@ class QORCOMM_EXPORT ClientRequest {
   [[nodiscard]] const std::list<KVPair>& getFields() const { return fields_; }
 
  private:
-  void setOperationName();
+  void build(REQUEST kind, const util::ExtendedProperties& props,
+             std::span<const detail::Overlay> own);
 
   REQUEST kind_ = static_cast<REQUEST>(0);
   icu::UnicodeString operationName_;

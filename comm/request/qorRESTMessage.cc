@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "comm/request/internal/qorRESTMessage.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <new>
-#include <string>
+#include <span>
+#include <string_view>
 
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
 #include "comm/request/internal/qorCatalogue.h"
-#include "comm/support/internal/qorConversionCache.h"
+#include "comm/request/internal/qorPropertyMerge.h"
 #include "comm/support/internal/qorConverter.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/bytes/internal/qorByteReader.h"
@@ -28,34 +31,34 @@ namespace {
 
 constexpr std::uint64_t LENGTH_LIMIT = std::uint64_t{1} << 30U;  // a longer one the masks would cut
 constexpr std::size_t WORD = sizeof(std::uint32_t);
+constexpr std::uint64_t SHORT_TEXT = 1024;  // bytes; not worth counting
 
 std::uint64_t checkedLength(std::uint64_t length) {
   if (length >= LENGTH_LIMIT) detail::raiseAt(detail::sites::REQUEST_TOO_LARGE);
   return length;
 }
 
-std::uint64_t utf8Length(const UnicodeString& text) {
-  if (const auto cached = detail::ConversionCache::find(text)) return cached->size();
-  return checkedLength(oss::wireLength(text));
+/// Bytes that `text` takes at most; exactly so many when it is long.
+std::uint64_t textEstimate(const UnicodeString& text) {
+  const std::uint64_t most = oss::mostWireBytes(text);
+  return most <= SHORT_TEXT ? most : checkedLength(oss::wireLength(text));
 }
 
 /// Bytes that the record of `pair` takes at most.
 std::uint64_t recordEstimate(const KVPair& pair) {
-  const std::uint64_t key = utf8Length(pair.key);
+  const std::uint64_t key = textEstimate(pair.key);
   const std::uint64_t extra = pair.extra != 0 ? WORD : 0;
   if (pair.binValue != nullptr) return checkedLength(pair.binLength) + key + 3 * WORD + extra;
-  return key + utf8Length(pair.value) + 4 * WORD + extra;
+  return key + textEstimate(pair.value) + 4 * WORD + extra;
 }
 
+/// The text behind its length; the estimates have made room for it.
 void writeText(oss::ByteWriter& out, const UnicodeString& text, std::uint32_t mask) {
-  if (const auto cached = detail::ConversionCache::find(text)) {
-    out.u32(oss::cutToU32(cached->size()) & mask);
-    out.bytes(*cached);
-    return;
+  char* const length = out.claim(WORD);
+  const std::size_t bytes = oss::textToWire(text, out.rest(), out.room());
+  if (length != nullptr && out.claim(bytes) != nullptr) {
+    oss::storeU32(length, oss::cutToU32(bytes) & mask);
   }
-  const std::size_t length = oss::wireLength(text);
-  out.u32(oss::cutToU32(length) & mask);
-  if (char* room = out.claim(length); room != nullptr) oss::textToWire(text, room, length);
 }
 
 void writeField(oss::ByteWriter& out, const KVPair& pair) {
@@ -79,26 +82,70 @@ const UnicodeString& nameOnWire(const UnicodeString& key) {
   return key == StaticDefs::PARAM_AUTHENTICATION_TOKEN ? words::AUTHORIZATION : key;
 }
 
+UnicodeString decimal(std::uint64_t number) {
+  char16_t digits[20];
+  char16_t* at = std::end(digits);
+  do {
+    *--at = static_cast<char16_t>(u'0' + number % 10);
+    number /= 10;
+  } while (number != 0);
+  return UnicodeString(at, static_cast<std::int32_t>(std::end(digits) - at));
+}
+
+/// Header lines, one behind the other, in a buffer that grows when it must.
+class HeaderWriter {
+ public:
+  explicit HeaderWriter(oss::SizeableBuffer<char, 0x4000>& buffer) : buffer_(buffer) {
+    if (buffer_.length() < buffer_.IN_PLACE) buffer_.resize(buffer_.IN_PLACE);
+  }
+
+  void append(const UnicodeString& text) {
+    const std::size_t room = buffer_.length() - written_;
+    std::size_t bytes = oss::textToWire(text, buffer_.data() + written_, room);
+    if (bytes > room) {
+      makeRoom(bytes);
+      bytes = oss::textToWire(text, buffer_.data() + written_, bytes);
+    }
+    written_ += bytes;
+  }
+
+  void append(std::string_view utf8) {
+    if (utf8.size() > buffer_.length() - written_) makeRoom(utf8.size());
+    std::memcpy(buffer_.data() + written_, utf8.data(), utf8.size());
+    written_ += utf8.size();
+  }
+
+ private:
+  void makeRoom(std::size_t bytes) {
+    if (bytes >= oss::Converter::LIMIT || written_ + bytes >= oss::Converter::LIMIT) {
+      oss::raiseOutOfMemory();
+    }
+    const std::uint64_t wanted = std::max<std::uint64_t>(written_ + bytes, 2 * buffer_.length());
+    buffer_.resize(std::min<std::uint64_t>(wanted, oss::Converter::LIMIT));
+    if (buffer_.data() == nullptr) oss::raiseOutOfMemory();
+  }
+
+  oss::SizeableBuffer<char, 0x4000>& buffer_;
+  std::size_t written_ = 0;
+};
+
 }  // namespace
 
 RESTMessage::RESTMessage(ClientRequest& request)
-    : kind_(request.getRequestType()),
+    : properties_(request.getProperties()),
+      kind_(request.getRequestType()),
       content_(request.getContent()),
       contentLength_(content_ == nullptr ? 0 : request.getContentLength()) {
   Catalogue::get();
-  properties_.copy(request.getProperties());
   unsigned int keyLength = 0;
   const char* key = request.getDocKey(keyLength);
-  UnicodeString length;
   if (kind_ == kinds::LAST_DOC_SENT) {
     writeTerminator();
-    length = UnicodeString(std::to_string(wire::TERMINATOR_SIZE).c_str(), "");
+    wholeLength_ = decimal(wire::TERMINATOR_SIZE);
   } else if (key != nullptr && keyLength != 0) {
     writeBody(request, {key, keyLength});
-    const std::uint64_t whole = std::uint64_t{bodyLength_} + contentLength_;
-    length = UnicodeString(std::to_string(whole).c_str(), "");
+    wholeLength_ = decimal(std::uint64_t{bodyLength_} + contentLength_);
   }
-  properties_.putProperty(words::CONTENT_LENGTH, length);
 }
 
 void RESTMessage::writeTerminator() {
@@ -136,26 +183,39 @@ void RESTMessage::writeBody(const ClientRequest& request, std::string_view docKe
   oss::storeU32(rest, oss::cutToU32(out.written() - wire::BODY_HEADER_SIZE + contentLength_));
 }
 
-const char* RESTMessage::getHeaderText() {
+/// Visits the request's properties and the message's own in the order of their keys.
+template <class Visitor>
+void RESTMessage::forEachProperty(Visitor visit) const {
   const Catalogue& catalogue = Catalogue::get();
   const UnicodeString& path = catalogue.pathWord(kind_);
-  if (!path.isEmpty()) properties_.putProperty(words::ACTION, path);
-  properties_.putProperty(words::ACTION_TYPE, catalogue.accessClass(kind_));
-  UnicodeString text;
-  for (const auto& [key, value] : properties_) {
-    text.append(nameOnWire(key)).append(words::HEADER_SEPARATOR).append(value);
-    text.append(StaticDefs::NEWLINE);
-  }
-  text.append(words::HEADER_END);
-  return oss::Converter::convert(text, header_);
+  detail::Overlay own[3] = {{&words::CONTENT_LENGTH, &wholeLength_}};
+  std::size_t count = 1;
+  if (hasAction_ && !path.isEmpty()) own[count++] = {&words::ACTION, &path};
+  if (hasAction_) own[count++] = {&words::ACTION_TYPE, &catalogue.accessClass(kind_)};
+  detail::visitMerged(properties_, std::span(own, count), visit);
+}
+
+const char* RESTMessage::getHeaderText() {
+  hasAction_ = true;
+  const Catalogue& catalogue = Catalogue::get();
+  HeaderWriter out(header_);
+  forEachProperty([&](const UnicodeString& key, const UnicodeString& value) {
+    out.append(nameOnWire(key));
+    out.append(catalogue.separator());
+    out.append(value);
+    out.append(catalogue.lineEnd());
+  });
+  out.append(catalogue.headerEnd());
+  out.append(std::string_view("\0", 1));
+  return header_.data();
 }
 
 UnicodeString RESTMessage::getQueryString() const {
   UnicodeString text;
-  for (const auto& [key, value] : properties_) {
+  forEachProperty([&](const UnicodeString& key, const UnicodeString& value) {
     text.append(text.isEmpty() ? words::QUERY_OPEN : words::QUERY_NEXT);
     text.append(nameOnWire(key)).append(words::QUERY_VALUE).append(value);
-  }
+  });
   return text;
 }
 

@@ -14,12 +14,16 @@
 
 namespace orvix::comm::detail {
 
-/// Process-wide and immutable once built. The first get() builds it and fills the conversion cache,
-/// under a once-flag; after that any thread reads both without a lock.
+/// Process-wide and immutable once built. The first get() builds it under a once-flag; after that any
+/// thread reads it without a lock.
 class Catalogue {
  public:
   static const Catalogue& get();
 
+  /// The name that a request of the kind shows; empty when it has none.
+  [[nodiscard]] const icu::UnicodeString& displayName(std::uint32_t kind) const;
+  /// The word sent as "mode"; empty when the kind has none.
+  [[nodiscard]] const icu::UnicodeString& mode(std::uint32_t kind) const;
   /// The word sent as "action"; empty when the kind has none.
   [[nodiscard]] const icu::UnicodeString& pathWord(std::uint32_t kind) const;
   /// The word sent as "actionType".
@@ -27,17 +31,26 @@ class Catalogue {
   /// The names of the key and content records of a document body.
   [[nodiscard]] std::string_view rowId() const { return rowId_; }
   [[nodiscard]] std::string_view data() const { return data_; }
+  /// What stands between key and value of a header line, behind the line, and behind the last one.
+  [[nodiscard]] std::string_view separator() const { return separator_; }
+  [[nodiscard]] std::string_view lineEnd() const { return lineEnd_; }
+  [[nodiscard]] std::string_view headerEnd() const { return headerEnd_; }
 
  private:
   Catalogue();
 
   struct Words {
+    icu::UnicodeString display;
+    icu::UnicodeString mode;
     icu::UnicodeString path;
     icu::UnicodeString access;
   };
   std::array<Words, REQUEST_KINDS.size()> words_;
   std::string rowId_;
   std::string data_;
+  std::string separator_;
+  std::string lineEnd_;
+  std::string headerEnd_;
 };
 
 }  // namespace orvix::comm::detail

@@ -19,7 +19,7 @@ namespace orvix::comm {
 /// The serialised form of one request, for one send.
 /// Shape of the body: { format: u32 = 0, length: u32, field*, key record, content record? }; a
 /// record is { nameLength: u32, name, valueLength: u32, value }. All but the content stands here.
-/// Borrows: the request's document key (during construction) and content (until it is sent).
+/// Borrows: the request with its properties, and its content, until it is sent.
 /// Throws:  RESTException ERR_CLIENT_INTERNAL for a field, key or content of 2^30 bytes or more,
 ///          or a body that a 32-bit length cannot say; NLSException when memory for text runs out.
 class RESTMessage {
@@ -46,12 +46,16 @@ class RESTMessage {
  private:
   void writeTerminator();
   void writeBody(const ClientRequest& request, std::string_view docKey);
+  template <class Visitor>
+  void forEachProperty(Visitor visit) const;
 
   oss::SizeableBuffer<char, 0x4000> header_;
-  util::ExtendedProperties properties_;
+  const util::ExtendedProperties& properties_;  // the request's: the message's own stand apart
+  icu::UnicodeString wholeLength_;              // of body and content, in decimal; empty: no body
   oss::SizeableBuffer<char, 0x4000> body_;
   oss::SizeableBuffer<char, 0x200> terminator_;
   std::uint32_t kind_;
+  bool hasAction_ = false;
   std::uint32_t bodyLength_ = 0;
   const char* content_;
   std::uint32_t contentLength_;
