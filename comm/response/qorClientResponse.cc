@@ -43,6 +43,13 @@ void ClientResponse::addSearchResult(const SearchResult& record) { addTo(searchR
 
 void ClientResponse::addParseResult(const ParseResult& record) { addTo(parseResponse_, record); }
 
+std::string_view ClientResponse::keepPiece(std::string_view piece) {
+  const std::string_view kept =
+      searchResponse_.keep(piece, pulling_ && searchResponse_.count() == 0);
+  pulling_ = false;
+  return kept;
+}
+
 void ClientResponse::beginReply(std::uint32_t kind) {
   resultCount_ = 0;
   resultCode_ = 0;

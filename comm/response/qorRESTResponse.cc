@@ -114,7 +114,12 @@ std::uint32_t parseStatus(std::string_view body, ClientResponse& response) {
 
 }  // namespace
 
-RESTResponse::RESTResponse(std::uint32_t requestKind, bool streaming) : requestKind_(requestKind) {
+RESTResponse::RESTResponse(std::uint32_t requestKind, bool streaming) {
+  begin(requestKind, streaming);
+}
+
+void RESTResponse::begin(std::uint32_t requestKind, bool streaming) {
+  requestKind_ = requestKind;
   RESTResponse::reset(streaming);
 }
 
@@ -280,6 +285,7 @@ std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t 
     return 0;
   }
   std::string_view rest(buffer, length);
+  detail::HitsOfPiece hits(rest, response);
   while (rest.size() >= LENGTH_SIZE) {  // a shorter tail is a length word that is still to come
     const CountedRecord record(rest);
     if (record.length == 0) {
@@ -287,9 +293,7 @@ std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t 
       break;
     }
     if (!record.whole) break;
-    detail::DecodedHit hit;
-    decodeInto(hit.record, record.bytes);
-    hit.giveTo(response);
+    hits.add(length - rest.size() + LENGTH_SIZE, oss::cutToU16(record.bytes.size()), 0);
     rest = behind(rest, LENGTH_SIZE + record.length);
   }
   return sizeOf(rest);

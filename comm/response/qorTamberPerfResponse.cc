@@ -63,6 +63,8 @@ class Payload {
     bytes_ = padded_.data();
   }
 
+  [[nodiscard]] std::string_view bytes() const { return {bytes_, length_}; }
+
   void decodeInto(GenRespRecord& record, std::uint16_t status) const {
     record.decode(reinterpret_cast<const unsigned char*>(bytes_), length_,
                   static_cast<short>(status));
@@ -86,6 +88,12 @@ struct TamberPerfResponse::Record {
 
 TamberPerfResponse::TamberPerfResponse(std::uint32_t requestKind, bool resultsExpected)
     : RESTResponse(requestKind, true), resultsExpected_(resultsExpected) {
+  TamberPerfResponse::reset(false);
+}
+
+void TamberPerfResponse::begin(std::uint32_t requestKind, bool resultsExpected) {
+  RESTResponse::begin(requestKind, true);
+  resultsExpected_ = resultsExpected;
   TamberPerfResponse::reset(false);
 }
 
@@ -234,8 +242,8 @@ TamberPerfResponse::Record TamberPerfResponse::frame(std::string_view piece,
   Record record;
   const auto size = static_cast<std::int64_t>(piece.size());
   if (size - at < HEADER_SIZE) return record;
-  record.status = oss::paddedU16(piece, at);
-  record.length = oss::paddedU16(piece, at + 2);
+  record.status = oss::loadU16(piece.data() + at);
+  record.length = oss::loadU16(piece.data() + at + 2);
   record.payload = at + HEADER_SIZE;
   const std::int64_t end = record.payload + record.length;
   record.complete = end <= size;
@@ -278,11 +286,16 @@ std::int32_t TamberPerfResponse::parseStreamSearch(const char* buffer, std::uint
   const oss::TraceScope trace(detail::probes::PARSE_SEARCH);
   if (length == 0) detail::raiseAt(sites::SEARCH_EMPTY);
   const std::string_view piece(buffer, length);
+  detail::HitsOfPiece hits(piece, response);
   return forEachRecord(piece, endOfStream, [&](const Record& record) {
     // A record with status 6 is a server error that travels on as the result's status.
-    detail::DecodedHit hit;
-    Payload(piece, record.payload, record.length).decodeInto(hit.record, record.status);
-    hit.giveTo(response);
+    const auto at = static_cast<std::size_t>(record.payload);
+    const std::size_t taken = oss::cutToU16(static_cast<std::uint64_t>(record.length));
+    if (at + taken <= piece.size()) {
+      hits.add(at, taken, record.status);
+    } else {
+      hits.add(Payload(piece, record.payload, record.length).bytes(), record.status);
+    }
   });
 }
 

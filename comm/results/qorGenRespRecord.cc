@@ -9,20 +9,24 @@
 
 namespace orvix::comm {
 
-GenRespRecord::GenRespRecord() : GenRespRecord(false) {}
-
 GenRespRecord::GenRespRecord(bool withProperties)
     : properties_(withProperties ? std::make_shared<util::ExtendedProperties>() : nullptr) {
-  const oss::TraceScope trace(detail::probes::RECORD_CONSTRUCT);
+  if (oss::isTraceInstalled()) traceConstruct();
 }
 
 GenRespRecord::GenRespRecord(const GenRespRecord& other) : properties_(other.properties_) {
-  const oss::TraceScope trace(detail::probes::RECORD_CONSTRUCT);
+  if (oss::isTraceInstalled()) traceConstruct();
 }
 
 GenRespRecord& GenRespRecord::operator=(const GenRespRecord&) = default;
 
-GenRespRecord::~GenRespRecord() { const oss::TraceScope trace(detail::probes::RECORD_DESTROY); }
+void GenRespRecord::traceConstruct() noexcept {
+  const oss::TraceScope trace(detail::probes::RECORD_CONSTRUCT);
+}
+
+void GenRespRecord::traceDestroy() noexcept {
+  const oss::TraceScope trace(detail::probes::RECORD_DESTROY);
+}
 
 unsigned int GenRespRecord::decode(const unsigned char* data, unsigned short length,
                                    [[maybe_unused]] short format) {

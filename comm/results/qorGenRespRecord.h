@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "comm/qorExport.h"
+#include "infra/oss/qorTraceHooks.h"
 #include "infra/util/qorExtendedProperties.h"
 
 namespace orvix::comm {
@@ -14,7 +15,9 @@ namespace orvix::comm {
 /// Owns:   its property map together with its copies: they name the same map.
 class QORCOMM_EXPORT GenRespRecord {
  public:
-  GenRespRecord();
+  GenRespRecord() {
+    if (oss::isTraceInstalled()) traceConstruct();
+  }
   /// With a new, empty map when `withProperties` is true.
   explicit GenRespRecord(bool withProperties);
   GenRespRecord(const GenRespRecord& other);
@@ -26,13 +29,18 @@ class QORCOMM_EXPORT GenRespRecord {
   virtual unsigned int decode(const unsigned char* data, unsigned short length, short format);
   /// Lifts the pairs into the record's own fields.
   virtual void postParse() = 0;
-  virtual ~GenRespRecord();
+  virtual ~GenRespRecord() {
+    if (oss::isTraceInstalled()) traceDestroy();
+  }
 
   /// The map, or null when the record has none. Lives as long as any copy of the record.
   [[nodiscard]] util::ExtendedProperties* getProperties() { return properties_.get(); }
   [[nodiscard]] const util::ExtendedProperties* getProperties() const { return properties_.get(); }
 
  private:
+  static void traceConstruct() noexcept;
+  static void traceDestroy() noexcept;
+
   std::shared_ptr<util::ExtendedProperties> properties_;
 };
 

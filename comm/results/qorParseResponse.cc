@@ -5,7 +5,12 @@ namespace orvix::comm {
 
 ParseResponse::ParseResponse() = default;
 ParseResponse::ParseResponse(const ParseResponse&) = default;
-ParseResponse& ParseResponse::operator=(const ParseResponse&) = default;
+ParseResponse& ParseResponse::operator=(const ParseResponse& other) {
+  if (this == &other) return *this;
+  ParseResponse copy(other);
+  RecordCursor::swap(copy);
+  return *this;
+}
 ParseResponse::~ParseResponse() = default;
 
 void ParseResponse::restart(const ParseResult& record) {

@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstddef>
-#include <deque>
 #include <utility>
+
+#include "comm/results/qorBlockList.h"
 
 namespace orvix::comm {
 
@@ -20,39 +21,50 @@ class RecordCursor {
       return none;
     }
     --pending_;
-    return records_[cursor_++];
+    ++handedOut_;
+    return records_.next(position_);
   }
-  [[nodiscard]] bool hasMore() const {
-    return !records_.empty() && pending_ != 0 && cursor_ < records_.size();
-  }
+  [[nodiscard]] bool hasMore() const { return pending_ != 0 && handedOut_ < records_.size(); }
   /// Records still to be handed out, not all that the list holds.
   [[nodiscard]] int count() const { return static_cast<int>(pending_); }
 
  protected:
   RecordCursor() = default;
   ~RecordCursor() = default;
-  RecordCursor(const RecordCursor&) = default;
-  RecordCursor& operator=(const RecordCursor&) = default;
+  RecordCursor(const RecordCursor& other) : handedOut_(other.handedOut_), pending_(other.pending_) {
+    other.records_.forEach([this](const Record& record) { records_.append(record); });
+    for (std::size_t i = 0; i < handedOut_; ++i) records_.next(position_);
+  }
+  RecordCursor& operator=(const RecordCursor& other) = delete;
 
   /// Kept: a record that arrives at a drained list sets the cursor back to the oldest one.
-  void append(const Record& record) {
-    records_.push_back(record);
-    if (++pending_ == 1) cursor_ = 0;
+  template <class... Arguments>
+  Record& append(Arguments&&... arguments) {
+    Record& record = records_.append(std::forward<Arguments>(arguments)...);
+    if (++pending_ == 1) {
+      position_ = records_.start();
+      handedOut_ = 0;
+    }
+    return record;
   }
   void swap(RecordCursor& other) noexcept {
     records_.swap(other.records_);
-    std::swap(cursor_, other.cursor_);
+    std::swap(position_, other.position_);
+    std::swap(handedOut_, other.handedOut_);
     std::swap(pending_, other.pending_);
   }
-  void clear() {
+  void clear() noexcept {
     pending_ = 0;
+    handedOut_ = 0;
+    position_ = records_.start();
     records_.clear();
   }
-  std::deque<Record>& records() { return records_; }
+  BlockList<Record>& records() { return records_; }
 
  private:
-  std::deque<Record> records_;
-  std::size_t cursor_ = 0;
+  BlockList<Record> records_;
+  typename BlockList<Record>::Position position_;  // of the cursor
+  std::size_t handedOut_ = 0;                      // records before it
   unsigned int pending_ = 0;
 };
 

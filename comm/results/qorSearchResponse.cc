@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "comm/results/qorSearchResponse.h"
 
+#include <utility>
+
+#include "comm/results/internal/qorHitAccess.h"
+
 namespace orvix::comm {
 
 SearchResponse::SearchResponse() = default;
@@ -10,37 +14,55 @@ SearchResponse::SearchResponse(const SearchResponse& other) : RecordCursor(other
 SearchResponse& SearchResponse::operator=(const SearchResponse& other) {
   if (this == &other) return *this;
   SearchResponse copy(other);
-  RecordCursor::swap(copy);  // the copy frees the raw keys that this list held
+  swap(copy);  // the copy frees what this list held
   return *this;
 }
 
 SearchResponse::~SearchResponse() { reset(); }
 
+void SearchResponse::append(const SearchResult& record) {
+  RecordCursor::append(record);
+  ownsKeys_ = true;
+}
+
 void SearchResponse::reset() {
-  for (SearchResult& record : records()) record.releaseRawKey();
+  if (ownsKeys_) records().forEach(detail::HitAccess::freeRawKey);
+  ownsKeys_ = false;
   clear();
+  keys_.clear();
 }
 
 void SearchResponse::restart(const SearchResult& record) {
   SearchResponse fresh;
   fresh.append(record);
-  RecordCursor::swap(fresh);
+  swap(fresh);
 }
 
-/// Gives each record bytes of its own. When memory runs out half-way nothing is leaked and nothing
-/// freed that belongs to the other list: records not reached yet have no bytes.
+void SearchResponse::swap(SearchResponse& other) noexcept {
+  RecordCursor::swap(other);
+  keys_.swap(other.keys_);
+  std::swap(ownsKeys_, other.ownsKeys_);
+}
+
+std::string_view SearchResponse::keep(std::string_view piece, bool restart) {
+  if (!restart) return keys_.keep(piece);
+  records().reserveFirst();
+  const std::string_view kept = spare_.keep(piece);
+  reset();
+  keys_.swap(spare_);
+  return kept;
+}
+
+void SearchResponse::appendHit(std::string_view payload, std::uint16_t status) {
+  detail::HitAccess::borrow(RecordCursor::append(), payload, status);
+}
+
+/// Gives each record bytes of this list: those that it was copied with are the other list's.
 void SearchResponse::copyRawKeys() {
-  std::deque<SearchResult> borrowed(records());
-  for (SearchResult& record : records()) record.adoptRawKey(nullptr, 0);
-  try {
-    for (std::size_t i = 0; i < borrowed.size(); ++i) {
-      if (borrowed[i].getRawKey() == nullptr) continue;
-      records()[i].setRawKey(borrowed[i].getRawKey(), borrowed[i].getRawKeyLength());
-    }
-  } catch (...) {
-    reset();
-    throw;
-  }
+  records().forEach([this](SearchResult& record) {
+    const std::string_view key = detail::HitAccess::rawKey(record);
+    if (key.data() != nullptr) detail::HitAccess::rename(record, keys_.keep(key));
+  });
 }
 
 }  // namespace orvix::comm

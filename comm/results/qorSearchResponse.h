@@ -2,7 +2,11 @@
 // The caller's cursor over the hits of a search.
 #pragma once
 
+#include <cstdint>
+#include <string_view>
+
 #include "comm/qorExport.h"
+#include "comm/results/qorByteArena.h"
 #include "comm/results/qorRecordCursor.h"
 #include "comm/results/qorSearchResult.h"
 
@@ -18,7 +22,12 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
   ~SearchResponse();
 
   /// Appends a copy of `record` and takes over its raw key bytes; when it throws, it has not.
-  void append(const SearchResult& record) { RecordCursor::append(record); }
+  void append(const SearchResult& record);
+  /// A copy of a piece of a reply, for appendHit(). With `restart` the list is emptied as well; when
+  /// it throws, the list is as it was.
+  std::string_view keep(std::string_view piece, bool restart);
+  /// Appends the hit whose record has `payload`, a part of what keep() returned.
+  void appendHit(std::string_view payload, std::uint16_t status);
   /// Empties the list and frees every raw key.
   void reset();
   /// reset() and append() in one; when it throws, the list is as it was.
@@ -26,6 +35,11 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
 
  private:
   void copyRawKeys();
+  void swap(SearchResponse& other) noexcept;
+
+  ByteArena keys_;         // the pieces that hits name their keys in
+  ByteArena spare_;        // takes the next piece before a restart drops the others
+  bool ownsKeys_ = false;  // some record has bytes of its own
 };
 
 }  // namespace orvix::comm

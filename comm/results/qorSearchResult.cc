@@ -2,13 +2,14 @@
 #include "comm/results/qorSearchResult.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
+#include <new>
 #include <string_view>
 
-#include "comm/protocol/internal/qorWireStatus.h"
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
-#include "infra/bytes/internal/qorByteReader.h"
+#include "comm/results/internal/qorHitAccess.h"
 #include "infra/oss/internal/qorTextConversion.h"
 #include "infra/oss/qorFormatter.h"
 #include "infra/util/qorBase64.h"
@@ -19,8 +20,15 @@ using icu::UnicodeString;
 
 namespace {
 
-constexpr std::size_t SHORT_TEXT = 512;  // units that need no heap
-constexpr double SCORE_UNIT = 1000.0;
+constexpr std::size_t MOST_UNITS = std::numeric_limits<std::int32_t>::max();
+
+/// Null for an empty text.
+std::unique_ptr<UnicodeString> onHeap(const UnicodeString& text) {
+  if (text.isEmpty()) return nullptr;
+  auto made = std::make_unique<UnicodeString>(text);
+  if (made == nullptr) throw std::bad_alloc();  // ICU's own operator new answers null
+  return made;
+}
 
 }  // namespace
 
@@ -29,74 +37,91 @@ SearchResult::SearchResult(bool withProperties) : GenRespRecord(withProperties) 
 SearchResult::SearchResult(const SearchResult& other)
     : GenRespRecord(false),
       score_(other.score_),
-      key_(other.key_),
+      key_(onHeap(other.getKey())),
       rawKey_(other.rawKey_),
       rawKeyLength_(other.rawKeyLength_),
-      status_(other.status_) {}
+      status_(other.status_),
+      ownsRawKey_(other.ownsRawKey_) {}
 
 SearchResult& SearchResult::operator=(const SearchResult& other) {
+  if (this == &other) return *this;
+  key_ = onHeap(other.getKey());
+  keyIsDue_ = false;
   score_ = other.score_;
-  key_ = other.key_;
   rawKey_ = other.rawKey_;
   rawKeyLength_ = other.rawKeyLength_;
   status_ = other.status_;
+  ownsRawKey_ = other.ownsRawKey_;
   return *this;
 }
 
-SearchResult::~SearchResult() = default;
-
 unsigned int SearchResult::decode(const unsigned char* data, unsigned short length, short format) {
-  status_ = static_cast<unsigned short>(format);
-  oss::ByteReader reader({reinterpret_cast<const char*>(data), length});
-  if (status_ == detail::wire::WITH_SCORE) {
-    if (const auto thousandths = reader.u16()) score_ = *thousandths / SCORE_UNIT;
-  }
-  const unsigned char* key = data + reader.consumed();
-  setRawKey(key, static_cast<unsigned int>(reader.remaining()));
-  key_ = keyText(rawKey_, rawKeyLength_);
+  const std::string_view key = detail::HitAccess::takeScore(
+      *this, {reinterpret_cast<const char*>(data), length}, static_cast<std::uint16_t>(format));
+  setRawKey(reinterpret_cast<const unsigned char*>(key.data()),
+            static_cast<unsigned int>(key.size()));
+  key_.reset();
+  keyIsDue_ = true;
+  makeKey();
   return 0;
 }
 
 void SearchResult::postParse() {
   if (getProperties() == nullptr) return;
   const util::ExtendedProperties& properties = *getProperties();
-  key_ = properties.requireProperty(detail::words::URI);
+  key_ = onHeap(properties.requireProperty(detail::words::URI));
+  keyIsDue_ = false;
   rawKey_ = nullptr;
   rawKeyLength_ = 0;
+  ownsRawKey_ = false;
   const UnicodeString& score =
       properties.getProperty(StaticDefs::PARAM_SORT_BY_SCORE, detail::words::EMPTY);
   score_ = score.isEmpty() ? 0.0 : oss::Formatter::stringToDouble(score);
 }
 
+const UnicodeString& SearchResult::getKey() const {
+  if (keyIsDue_) makeKey();
+  return key_ ? *key_ : detail::words::EMPTY;
+}
+
+void SearchResult::makeKey() const {
+  key_ = onHeap(keyText(rawKey_, rawKeyLength_));
+  keyIsDue_ = false;
+}
+
 void SearchResult::setRawKey(const unsigned char* bytes, unsigned int length) {
   auto copy = std::make_unique<unsigned char[]>(length);
   std::copy_n(bytes, length, copy.get());
-  adoptRawKey(copy.release(), length);
+  adoptRawKey(copy.get(), length);
+  static_cast<void>(copy.release());
 }
 
 void SearchResult::adoptRawKey(unsigned char* bytes, unsigned int length) {
+  if (keyIsDue_) makeKey();  // of the bytes that it came with
   rawKey_ = bytes;
   rawKeyLength_ = length;
+  ownsRawKey_ = true;
 }
 
 void SearchResult::releaseRawKey() {
-  delete[] rawKey_;
+  if (keyIsDue_) makeKey();
+  if (ownsRawKey_) delete[] rawKey_;
   rawKey_ = nullptr;
   rawKeyLength_ = 0;
+  ownsRawKey_ = false;
 }
 
 UnicodeString SearchResult::keyText(const unsigned char* bytes, std::size_t length) {
-  const std::size_t units = util::Base64::encodeSize(length);
-  unsigned short inPlace[SHORT_TEXT];
-  std::unique_ptr<unsigned short[]> heap;
-  if (units > SHORT_TEXT) heap = std::make_unique<unsigned short[]>(units);
-  unsigned short* out = heap ? heap.get() : inPlace;
-  util::Base64::encode(out, units, reinterpret_cast<const char*>(bytes), length);
-  UnicodeString text(u"base64:");
-  const UnicodeString digits(out, static_cast<std::int32_t>(units));
-  oss::requireText(digits);
-  text.append(digits);
-  oss::requireText(text);
+  constexpr std::u16string_view PREFIX = u"base64:";
+  const std::size_t units = PREFIX.size() + util::Base64::encodeSize(length);
+  if (units > MOST_UNITS) oss::raiseOutOfMemory();
+  UnicodeString text;
+  char16_t* const out = text.getBuffer(static_cast<std::int32_t>(units));
+  if (out == nullptr) oss::raiseOutOfMemory();
+  std::copy(PREFIX.begin(), PREFIX.end(), out);
+  util::Base64::encode(reinterpret_cast<unsigned short*>(out + PREFIX.size()),
+                       units - PREFIX.size(), reinterpret_cast<const char*>(bytes), length);
+  text.releaseBuffer(static_cast<std::int32_t>(units));
   return text;
 }
 

@@ -3,6 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
 
 #include <unicode/unistr.h>
 
@@ -11,18 +14,25 @@
 
 namespace orvix::comm {
 
+namespace detail {
+struct HitAccess;
+}
+
 /// A hit: score, document key, and the key's bytes as the server sent them.
 /// Shape:   { score: u16 in thousandths }? (status 5 only), key bytes.
-/// Borrows: the raw key bytes, when it was copied: they belong to the SearchResponse that holds the
-///          original and are valid until that list is reset or destroyed. A record that was given
-///          its bytes itself (setRawKey, adoptRawKey, decode) must be released by releaseRawKey().
+/// Borrows: the raw key bytes, when it came with a reply or was copied from such a hit: they belong
+///          to the SearchResponse and are valid until that list is reset or destroyed. A record that
+///          was given its bytes itself (setRawKey, adoptRawKey, decode) must be released by
+///          releaseRawKey().
+/// Threads: one at a time, for reading too: the key text is made when it is first asked for.
 class QORCOMM_EXPORT SearchResult : public GenRespRecord {
  public:
-  explicit SearchResult(bool withProperties = false);
+  SearchResult() = default;
+  explicit SearchResult(bool withProperties);
   /// Copies score, key and status; names the same raw key bytes; carries no map.
   SearchResult(const SearchResult& other);
   SearchResult& operator=(const SearchResult& other);
-  ~SearchResult() override;
+  ~SearchResult() override = default;
 
   unsigned int decode(const unsigned char* data, unsigned short length, short format) override;
   /// The property form: key from "URI" (required), score from "SCORE" (0.0 when absent).
@@ -30,8 +40,9 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
 
   [[nodiscard]] double getScore() const { return score_; }
   /// The document key as text: "base64:" and its bytes in Base64, or the "URI" of a property
-  /// record.
-  [[nodiscard]] const icu::UnicodeString& getKey() const { return key_; }
+  /// record. Throws NLSException or bad_alloc when memory for the text runs
+  /// out.
+  [[nodiscard]] const icu::UnicodeString& getKey() const;
   [[nodiscard]] const unsigned char* getRawKey() const { return rawKey_; }
   [[nodiscard]] unsigned int getRawKeyLength() const { return rawKeyLength_; }
   /// The record's status on the wire; 6 marks a server error that travels as a result.
@@ -41,17 +52,23 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   void setRawKey(const unsigned char* bytes, unsigned int length);
   /// Takes an array-allocated run as it is.
   void adoptRawKey(unsigned char* bytes, unsigned int length);
-  /// Frees the raw key bytes.
+  /// Frees the raw key bytes, unless they belong to a list; either way the record has none then.
   void releaseRawKey();
   /// The key text of any byte run: "base64:" and Base64.
   static icu::UnicodeString keyText(const unsigned char* bytes, std::size_t length);
 
  private:
+  friend struct detail::HitAccess;
+
+  void makeKey() const;
+
   double score_ = 0.0;
-  icu::UnicodeString key_;
+  mutable std::unique_ptr<icu::UnicodeString> key_;  // null: empty, or not asked for yet
   unsigned char* rawKey_ = nullptr;
   unsigned int rawKeyLength_ = 0;
   unsigned short status_ = 0;
+  bool ownsRawKey_ = false;        // releaseRawKey() frees it
+  mutable bool keyIsDue_ = false;  // the key text is that of the raw key, and is not made yet
 };
 
 }  // namespace orvix::comm

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What both reply parsers do around a piece: translate failures once, and own a hit's key bytes.
+// What both reply parsers do around a piece: translate failures once, and hand its hits over.
 #pragma once
 
-#include "comm/results/qorSearchResult.h"
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "comm/response/qorClientResponse.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/oss/qorNLSException.h"
 
@@ -23,21 +27,27 @@ auto translatingParseFailures(Function parsePiece) {
   }
 }
 
-/// A hit under construction. Frees its raw key bytes unless a list has taken them over.
-class DecodedHit {
+/// The hits of one piece on their way into a response, which copies the piece once, before the first.
+class HitsOfPiece {
  public:
-  DecodedHit() = default;
-  DecodedHit(const DecodedHit&) = delete;
-  DecodedHit& operator=(const DecodedHit&) = delete;
-  ~DecodedHit() { record.releaseRawKey(); }
+  HitsOfPiece(std::string_view piece, ClientResponse& response)
+      : piece_(piece), response_(response) {}
 
-  template <class Response>
-  void giveTo(Response& response) {
-    response.addSearchResult(record);
-    record.adoptRawKey(nullptr, 0);
+  /// The hit whose payload is `length` bytes at `at`.
+  void add(std::size_t at, std::size_t length, std::uint16_t status) {
+    if (kept_.data() == nullptr) kept_ = response_.keepPiece(piece_);
+    response_.addHit(kept_.substr(at, length), status);
   }
 
-  SearchResult record;
+  /// The hit whose payload stands elsewhere.
+  void add(std::string_view payload, std::uint16_t status) {
+    response_.addHit(response_.keepPiece(payload), status);
+  }
+
+ private:
+  std::string_view piece_;
+  std::string_view kept_;
+  ClientResponse& response_;
 };
 
 }  // namespace orvix::comm::detail

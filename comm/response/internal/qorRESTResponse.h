@@ -56,6 +56,9 @@ class RESTResponse {
   [[nodiscard]] bool hasError() const { return errorFlag_; }
 
  protected:
+  /// As if newly constructed.
+  void begin(std::uint32_t requestKind, bool streaming);
+
   bool errorFlag_ = false;  // the header had no line, or an awaited chunk-size line was not there
   State state_ = State::HEADER;
   std::uint32_t statusCode_ = 0;

@@ -20,6 +20,8 @@ class TamberPerfResponse final : public RESTResponse {
  public:
   TamberPerfResponse(std::uint32_t requestKind, bool resultsExpected);
 
+  /// As if newly constructed.
+  void begin(std::uint32_t requestKind, bool resultsExpected);
   void reset(bool streaming) override;
   void parseErrorBody(const char* buffer, std::uint32_t length, RESTException& failure) override;
   /// Of a header of which one byte arrived nothing is consumed: the answer is then 1, in state

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The caller's cursors: order, counts, what a drained list does, and who owns the raw keys.
-#include "comm/results/qorParseResponse.h"
-#include "comm/results/qorSearchResponse.h"
-
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
 
+#include "comm/results/qorParseResponse.h"
+#include "comm/results/qorSearchResponse.h"
 #include "tests/comm/response/qorReplyDriver.h"
 
 namespace orvix::test {
@@ -79,6 +78,41 @@ TYPED_TEST(ResultLists, CopyDeeplyWithTheirCursor) {
   assigned = copy;
   add(assigned, "z");
   EXPECT_EQ(drain(assigned), "a");
+}
+
+/// Appends a hit for each byte, and returns a copy of the list.
+comm::SearchResponse piece(const std::string& bytes, bool restart, comm::SearchResponse& list) {
+  const std::string_view kept = list.keep(bytes, restart);
+  for (std::size_t at = 0; at < kept.size(); ++at) list.appendHit(kept.substr(at, 1), 1);
+  return list;
+}
+
+TEST(SearchResponse, HitsOfAPieceKeepTheirKeysUntilTheListIsEmptied) {
+  comm::SearchResponse list;
+  std::string bytes = "abc";
+  piece(bytes, false, list);
+  bytes = "xyz";  // what was received is no longer needed
+  const comm::SearchResult* const first = &list.getNext();
+  EXPECT_EQ(text(first->getKey()), "base64:YQ==");
+  const comm::SearchResult copied = list.getNext();
+  const comm::SearchResponse whole = piece(std::string(70000, 'd'), false, list);  // many blocks
+  EXPECT_EQ(nameOf(*first), "a");
+  EXPECT_EQ(drain(list).size(), 70001U);
+  piece(bytes, true, list);
+  EXPECT_EQ(drain(list), "xyz");
+  EXPECT_EQ(text(copied.getKey()), "base64:Yg==");  // its text outlives the bytes
+  comm::SearchResponse other(whole);
+  EXPECT_EQ(nameOf(other.getNext()), "c");
+  EXPECT_EQ(other.count(), 70000);
+}
+
+TEST(SearchResponse, ReleasingABorrowedKeyFreesNothingAndKeepsItsText) {
+  comm::SearchResponse list;
+  piece("k", false, list);
+  auto& borrowed = const_cast<comm::SearchResult&>(list.getNext());
+  borrowed.releaseRawKey();
+  EXPECT_EQ(borrowed.getRawKey(), nullptr);
+  EXPECT_EQ(text(borrowed.getKey()), "base64:aw==");
 }
 
 }  // namespace

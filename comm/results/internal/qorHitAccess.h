@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+// The narrow door through which a list of hits fills its records without copying keys one by one.
+// Inline, for it is all that is done for a hit among millions.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "comm/protocol/internal/qorWireStatus.h"
+#include "comm/results/qorSearchResult.h"
+#include "infra/bytes/internal/qorByteReader.h"
+
+namespace orvix::comm::detail {
+
+struct HitAccess {
+  static constexpr double SCORE_UNIT = 1000.0;  // scores travel in thousandths
+
+  /// Decodes the record of a hit in place: its raw key stays in `payload`, which belongs to the list.
+  static void borrow(SearchResult& hit, std::string_view payload, std::uint16_t status) {
+    rename(hit, takeScore(hit, payload, status));
+    hit.keyIsDue_ = true;
+  }
+
+  /// Takes status and score; returns the rest of the payload, which is the key.
+  static std::string_view takeScore(SearchResult& hit, std::string_view payload,
+                                    std::uint16_t status) {
+    hit.status_ = status;
+    if (status != wire::WITH_SCORE) return payload;
+    oss::ByteReader reader(payload);
+    if (const auto thousandths = reader.u16()) hit.score_ = *thousandths / SCORE_UNIT;
+    return payload.substr(reader.consumed());
+  }
+
+  /// Names `key`, equal bytes that belong to the list, instead of those that the hit was copied with.
+  static void rename(SearchResult& hit, std::string_view key) {
+    // Never written through: only owned bytes are ever freed, and none are changed.
+    hit.rawKey_ = reinterpret_cast<unsigned char*>(const_cast<char*>(key.data()));
+    hit.rawKeyLength_ = static_cast<unsigned int>(key.size());
+    hit.ownsRawKey_ = false;
+  }
+
+  [[nodiscard]] static std::string_view rawKey(const SearchResult& hit) {
+    return {reinterpret_cast<const char*>(hit.rawKey_), hit.rawKeyLength_};
+  }
+
+  /// Frees the raw key of a hit that owns it and is about to go.
+  static void freeRawKey(SearchResult& hit) noexcept {
+    if (hit.ownsRawKey_) delete[] hit.rawKey_;
+  }
+};
+
+}  // namespace orvix::comm::detail
