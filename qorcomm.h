@@ -6,6 +6,8 @@
 #include "comm/protocol/qorStaticDefs.h"
 #include "comm/request/qorClientRequest.h"
 #include "comm/response/qorClientResponse.h"
+#include "comm/results/qorBlockList.h"
+#include "comm/results/qorByteArena.h"
 #include "comm/results/qorGenRespRecord.h"
 #include "comm/results/qorParseResponse.h"
 #include "comm/results/qorParseResult.h"

@@ -2,7 +2,6 @@
 #include "comm/transport/qorCorvaneClient.h"
 
 #include <atomic>
-#include <list>
 
 #include "comm/protocol/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
@@ -79,12 +78,7 @@ CorvaneClient::ReceiveStep::ReceiveStep(CorvaneClient& client) : client_(client)
 }
 
 void CorvaneClient::probeReceive(unsigned long long milliseconds) {
-  std::list<oss::Socket> readable{socket_};
-  std::list<oss::Socket> none;
-  std::list<oss::Socket> noneEither;
-  if (oss::Socket::select(readable, none, noneEither, &milliseconds) == 0) {
-    detail::raiseAt(sites::RECEIVE_TIMEOUT, {host_, port_});
-  }
+  if (!socket_.isReadable(milliseconds)) detail::raiseAt(sites::RECEIVE_TIMEOUT, {host_, port_});
 }
 
 std::size_t CorvaneClient::readSocket(char* buffer, std::size_t offset, std::size_t length,

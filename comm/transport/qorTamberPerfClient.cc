@@ -3,6 +3,8 @@
 // own.
 #include "comm/transport/qorTamberPerfClient.h"
 
+#include <utility>
+
 #include "comm/protocol/internal/qorProbes.h"
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/request/internal/qorRESTMessage.h"
@@ -71,8 +73,7 @@ void TamberPerfClient::sendAndRecvMesgOnce(ClientRequest& request, ClientRespons
 /// Whatever fails here leaves `requestActive` set, so that a pull of what is not there is refused.
 void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response) {
   replyComplete_ = false;
-  dropUnusableConnection();
-  openConnection();
+  openUsableConnection();
   if (!isConnected()) detail::raiseAt(sites::NOT_CONNECTED, {getHost(), getPort()});
   requestActive = true;
   requestType = request.getRequestType();
@@ -83,8 +84,12 @@ void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response)
 
   leftover_ = 0;
   endOfStream = false;
-  response_ = std::make_unique<TamberPerfResponse>(
-      requestType, detail::requestKind(requestType).resultsExpected);
+  const bool resultsExpected = detail::requestKind(requestType).resultsExpected;
+  if (response_ == nullptr) {
+    response_ = std::make_unique<TamberPerfResponse>(requestType, resultsExpected);
+  } else {
+    response_->begin(requestType, resultsExpected);
+  }
   if (!detail::isUnanswered(requestType)) flushGathered();
   frame.keepFrame();
   recvMesg(response);
@@ -100,21 +105,27 @@ void TamberPerfClient::attempt(ClientRequest& request, ClientResponse& response)
   requestActive = false;
 }
 
-/// A connection that may still carry bytes of an earlier request or reply is not used again, nor
-/// one that the server has closed or on which it says something that nobody asked.
-void TamberPerfClient::dropUnusableConnection() noexcept {
-  if (!isConnected()) {
-    positionUnknown_ = false;
-    return;
-  }
-  bool usable = !positionUnknown_;
+/// A connection that may still carry bytes of an earlier request or reply is not used again.
+void TamberPerfClient::openUsableConnection() {
+  if (positionUnknown_) closeConnection();
+  positionUnknown_ = false;
+  earlierConnection_ = isConnected() && isPersistent();
+  openConnection();
+}
+
+/// Before bytes go out: nor is one that the server has closed meanwhile, or on which it says
+/// something that nobody asked. A frame that is only gathered asks nothing of the system.
+void TamberPerfClient::refreshConnection() {
+  if (!std::exchange(earlierConnection_, false)) return;
+  bool usable = false;
   try {
-    usable = usable && !getSocket().isReadable();
+    usable = !getSocket().isReadable();
   } catch (...) {
     usable = false;
   }
-  if (!usable) closeConnection();
-  positionUnknown_ = false;
+  if (usable) return;
+  closeConnection();
+  openConnection();
 }
 
 /// The reply has ended by its own framing. What came behind it, if anything, belongs to nobody.

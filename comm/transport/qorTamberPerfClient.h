@@ -65,7 +65,8 @@ class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
 
  private:
   void attempt(ClientRequest& request, ClientResponse& response);
-  void dropUnusableConnection() noexcept;
+  void openUsableConnection();
+  void refreshConnection();
   void flushGathered();
   std::size_t receive(std::size_t offset, std::size_t length);
   void receiveNext(ClientResponse& response);
@@ -83,7 +84,8 @@ class QORCOMM_EXPORT TamberPerfClient : public CorvaneRESTClient {
   oss::SizeableBuffer<char, 0x8000> recvBuffer_;
   std::unique_ptr<detail::GatherBlock> gathered_;
   bool streamedResults_ = false;
-  bool positionUnknown_ = false;  // bytes of a request or a reply may be under way: do not reuse
+  bool earlierConnection_ = false;  // opened by an earlier request, and not looked at since
+  bool positionUnknown_ = false;    // bytes of a request or a reply may be under way: do not reuse
   bool replyComplete_ = false;
   bool estimateSeen_ = false;  // of this reply
 };

@@ -84,6 +84,7 @@ void TamberPerfClient::sendMesg(RESTMessage& message) {
     if (stays) {
       gathered_->setFill(frame.newFill);
     } else {
+      refreshConnection();
       positionUnknown_ = true;
       writeSocket(gathered_->data(), 0, frame.newFill);
       const std::string_view rest = frame.content.substr(frame.inBlock);
@@ -108,6 +109,7 @@ void TamberPerfClient::sendMesg(RESTMessage& message) {
 /// Writes what is still gathered: nobody waits for the reply to a request that was never sent.
 void TamberPerfClient::flushGathered() {
   if (gathered_->fill() == 0) return;
+  refreshConnection();
   try {
     positionUnknown_ = true;
     writeSocket(gathered_->data(), 0, gathered_->fill());
