@@ -61,6 +61,7 @@ std::vector<Figure> chosen(const Options& options) {
 }
 
 void run(Options options) {
+  options.settings.cores = chooseCores();
   const std::vector<Figure> figures = chosen(options);
   if (options.list) {
     for (const Figure& figure : figures) {
@@ -70,7 +71,6 @@ void run(Options options) {
   }
   Settings& settings = options.settings;
   settings.programs = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
-  settings.cores = chooseCores();
   pinTo(settings.cores.client);
   const auto outcomes = runRounds(figures, allContenders(settings), settings);
   std::fputs(table(outcomes, options.markdown).c_str(), stdout);

@@ -54,9 +54,31 @@ class SimdjsonDecode : public Operation {
   Sink sink_;
 };
 
+class SimdjsonTreeDecode : public Operation {
+ public:
+  void run(std::size_t count) override {
+    for (; count >= PIECE_HITS; count -= PIECE_HITS) {
+      std::size_t found = 0;
+      for (const simdjson::dom::element hit : parser_.parse(body_)["hits"].get_array()) {
+        sink_.take(hit["key"].get_string().value());
+        sink_.take(hit["score"].get_double().value());
+        ++found;
+      }
+      requireCount("hits of a body", found, PIECE_HITS);
+    }
+    requireCount("hits that are left over", count, 0);
+  }
+
+ private:
+  simdjson::padded_string body_{jsonReply(PIECE_HITS)};
+  simdjson::dom::parser parser_;
+  Sink sink_;
+};
+
 }  // namespace
 
 std::unique_ptr<Operation> nlohmannDecode() { return std::make_unique<NlohmannDecode>(); }
 std::unique_ptr<Operation> simdjsonDecode() { return std::make_unique<SimdjsonDecode>(); }
+std::unique_ptr<Operation> simdjsonTreeDecode() { return std::make_unique<SimdjsonTreeDecode>(); }
 
 }  // namespace orvix::bench

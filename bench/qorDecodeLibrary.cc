@@ -65,6 +65,10 @@ class HeldDecode : public Operation {
   HeldDecode(std::size_t listHits, bool fresh)
       : listHits_(listHits), fresh_(fresh), piece_(records(0, PIECE_HITS)) {}
 
+  void prepare() override {
+    if (fresh_) startCold(listHits_);
+  }
+
   void run(std::size_t count) override {
     for (; count >= listHits_; count -= listHits_) {
       if (fresh_) {

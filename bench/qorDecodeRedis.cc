@@ -21,6 +21,8 @@ class RedisDecode : public Operation {
     for (std::size_t i = 0; i < elements; ++i) reply_ += "$16\r\n" + keyOf(i) + "\r\n";
   }
 
+  void prepare() override { startCold(elements_); }
+
   void run(std::size_t count) override {
     for (; count >= elements_; count -= elements_) {
       const RedisReply reply = read();

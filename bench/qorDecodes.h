@@ -21,6 +21,7 @@ std::unique_ptr<Operation> heldDecode(std::size_t listHits, bool fresh);
 std::unique_ptr<Operation> redisDecode(std::size_t elements);
 /// Bodies of PIECE_HITS hits.
 std::unique_ptr<Operation> nlohmannDecode();
-std::unique_ptr<Operation> simdjsonDecode();
+std::unique_ptr<Operation> simdjsonDecode();      // on demand
+std::unique_ptr<Operation> simdjsonTreeDecode();  // with a document tree
 
 }  // namespace orvix::bench

@@ -18,6 +18,8 @@ class Operation {
   Operation& operator=(const Operation&) = delete;
   virtual ~Operation() = default;
 
+  /// Before each slice, not measured: brings about what all contenders of a group start from.
+  virtual void prepare() {}
   /// Does it `count` times. Throws when the outcome is not what it must be.
   virtual void run(std::size_t count) = 0;
   /// For figures that are no time: what one more measurement finds.

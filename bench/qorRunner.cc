@@ -12,8 +12,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds FULL_SLOT{4000};  // of one group in one round
-constexpr std::chrono::milliseconds QUICK_SLOT{350};
+constexpr std::chrono::milliseconds FULL_SLOT{3000};  // of one group in one round
+constexpr std::chrono::milliseconds QUICK_SLOT{200};
 
 /// A contender that takes part: kept ready from its first round to the last.
 struct Entrant {
@@ -90,6 +90,7 @@ class Field {
 
   static void slice(Entrant& entrant, Samples& into) {
     try {
+      entrant.operation->prepare();
       measure(*entrant.operation, entrant.contender->meter, entrant.contender->count, into);
     } catch (const std::exception& e) {
       throw std::runtime_error(entrant.contender->name + ": " + e.what());

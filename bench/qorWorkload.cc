@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <functional>
+#include <malloc.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -73,6 +74,11 @@ void requireCount(const char* what, std::size_t found, std::size_t wanted) {
   if (found == wanted) return;
   throw std::runtime_error(std::string(what) + ": " + std::to_string(found) + " instead of " +
                            std::to_string(wanted));
+}
+
+void startCold(std::size_t elements) {
+  constexpr std::size_t LONG = 100'000;
+  if (elements >= LONG) ::malloc_trim(0);
 }
 
 Search::Search() : collection(u"notes") {
@@ -156,6 +162,13 @@ void Document::fill(comm::ClientRequest& request) const {
 
 void Document::setKey(comm::ClientRequest& request) const {
   request.setDocKey(key.data(), static_cast<unsigned int>(key.size()));
+}
+
+std::vector<std::string> documentKeys() {
+  constexpr std::size_t KEYS = 1000;
+  std::vector<std::string> keys;
+  for (std::size_t i = 0; i < KEYS; ++i) keys.push_back(keyOf(i));
+  return keys;
 }
 
 std::string searchFrame() {

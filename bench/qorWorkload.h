@@ -50,6 +50,11 @@ class Sink {
 /// Throws unless `found` is `wanted`: a reader that lost hits would look fast.
 void requireCount(const char* what, std::size_t found, std::size_t wanted);
 
+/// Before a list of `elements` that is long: gives free memory back to the system. Otherwise it
+/// hangs on what ran before whether a contender finds memory that it need not fault in again, and
+/// that is half of its time.
+void startCold(std::size_t elements);
+
 /// A search with eight properties, its texts ready for the caller to put.
 struct Search {
   Search();
@@ -90,6 +95,9 @@ struct Document {
   std::string key;
   std::string content;
 };
+
+/// Keys for documents that follow each other.
+std::vector<std::string> documentKeys();
 
 /// What the client writes for the search, and for one document; read from a connection of its own.
 /// Throws when the search does not have the size that it must have.
