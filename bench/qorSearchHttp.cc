@@ -64,7 +64,6 @@ class HttpSearch : public Operation {
     const std::string url = "http://127.0.0.1:" + std::to_string(peer_.port()) + "/search";
     curl_easy_setopt(handle_.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(handle_.get(), CURLOPT_NOPROXY, "*");
-    curl_easy_setopt(handle_.get(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers_.get());
     curl_easy_setopt(handle_.get(), CURLOPT_WRITEFUNCTION, append);
     curl_easy_setopt(handle_.get(), CURLOPT_WRITEDATA, &reply_);
