@@ -77,7 +77,8 @@ void addDecoders(Contenders& all) {
   add("pulled, key as text", DECODES, inMemory(pulledDecode, KeyForm::TEXT, std::size_t{0}));
   add("hiredis reader", DECODES, inMemory(redisDecode, PIECE_HITS));
   add("nlohmann", DECODES / 10, inMemory(nlohmannDecode));
-  add("simdjson on demand", DECODES, inMemory(simdjsonDecode));
+  add("simdjson on demand", DECODES, inMemory(simdjsonDecode, JsonKey::TEXT));
+  add("simdjson on demand, key decoded", DECODES, inMemory(simdjsonDecode, JsonKey::BYTES));
   add("simdjson tree", DECODES, inMemory(simdjsonTreeDecode));
   add("held, 1 M", MILLION, inMemory(heldDecode, MILLION, true));
   add("hiredis reader, 1 M", MILLION, inMemory(redisDecode, MILLION));

@@ -19,9 +19,11 @@ std::unique_ptr<Operation> pulledDecode(KeyForm form, std::size_t replyHits = 0)
 std::unique_ptr<Operation> heldDecode(std::size_t listHits, bool fresh);
 /// Replies of `elements` strings of 16 bytes.
 std::unique_ptr<Operation> redisDecode(std::size_t elements);
+/// What is read of a key: its Base64 text, or the bytes that this library and hiredis hand out.
+enum class JsonKey { TEXT, BYTES };
 /// Bodies of PIECE_HITS hits.
 std::unique_ptr<Operation> nlohmannDecode();
-std::unique_ptr<Operation> simdjsonDecode();      // on demand
-std::unique_ptr<Operation> simdjsonTreeDecode();  // with a document tree
+std::unique_ptr<Operation> simdjsonDecode(JsonKey form);  // on demand
+std::unique_ptr<Operation> simdjsonTreeDecode();          // with a document tree
 
 }  // namespace orvix::bench

@@ -71,7 +71,7 @@ class Field {
     prepare(group, settings);
     const auto end = Clock::now() + (settings.quick ? QUICK_SLOT : FULL_SLOT);
     const std::size_t count = group.entrants.size();
-    for (std::size_t first = 0; first < 2 || Clock::now() < end; ++first) {
+    for (std::size_t first = 0; first == 0 || Clock::now() < end; ++first) {
       bool more = false;
       for (std::size_t i = 0; i < count; ++i) {
         Entrant& entrant = group.entrants[(first + i) % count];

@@ -16,13 +16,15 @@
 
 namespace orvix::bench {
 
+inline constexpr std::size_t FULL_HITS = 10'000'000;  // of the longest lists
+inline constexpr std::size_t QUICK_HITS = 1'000'000;  // in a quick run
+
 struct Settings {
   bool quick = false;
   Cores cores;
-  std::string only;      ///< regular expression over the names of figures
   std::string programs;  ///< folder of this program and its helpers
   std::size_t rounds = 5;
-  [[nodiscard]] std::size_t manyHits() const { return quick ? 1'000'000 : 10'000'000; }
+  [[nodiscard]] std::size_t manyHits() const { return quick ? QUICK_HITS : FULL_HITS; }
 };
 
 using Make = std::function<std::unique_ptr<Operation>(const Settings&)>;

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # Reads from built files whether the protections of a release took effect, and whether the libraries
 # export what the reviewed list says. Builds and installs the libraries as the release preset does,
-# without server and command line, and a small program; of a build tree that is given, everything.
+# without server and command line but with bench/qor-budget, which is not installed, and a small
+# program; of a build tree that is given, everything.
 # usage: check_hardening.sh CMAKE SOURCE_TREE WORK_FOLDER [RELEASE_BUILD_TREE]
 set -euo pipefail
 
@@ -42,7 +43,7 @@ check() {
 rm -rf "$work/tree" "$work/whole"
 mkdir -p "$work"
 (cd "$source" && "$cmake" --preset release -B "$work/build" -DQORCOMM_BUILD_SERVER=OFF \
-  -DQORCOMM_BUILD_CLI=OFF) > "$work/log"
+  -DQORCOMM_BUILD_CLI=OFF -DQORCOMM_BUILD_BUDGET=ON) > "$work/log"
 harden=$(sed -n 's/^QORCOMM_HARDEN:BOOL=//p' "$work/build/CMakeCache.txt")
 "$cmake" -S "$source/tests/hardening/probe" -B "$work/probe" -G Ninja -DCMAKE_BUILD_TYPE=Release \
   "-DQORCOMM_HARDEN=$harden" >> "$work/log"
