@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <simdjson.h>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -64,7 +65,11 @@ std::string_view decodeKey(std::string_view text, std::array<char, 3 * KEY_SIZE>
 
 class SimdjsonDecode : public Operation {
  public:
-  explicit SimdjsonDecode(JsonKey form) : form_(form) {}
+  explicit SimdjsonDecode(JsonKey form) : form_(form) {
+    if (decodeKey(base64(keyOf(4711)), bytes_) != keyOf(4711)) {
+      throw std::logic_error("a key's Base64 is not decoded to its bytes");
+    }
+  }
 
   void run(std::size_t count) override {
     for (; count >= PIECE_HITS; count -= PIECE_HITS) {

@@ -65,9 +65,7 @@ class HeldDecode : public Operation {
   HeldDecode(std::size_t listHits, bool fresh)
       : listHits_(listHits), fresh_(fresh), piece_(records(0, PIECE_HITS)) {}
 
-  void prepare() override {
-    if (fresh_) startCold(listHits_);
-  }
+  void prepare() override { startCold(listHits_); }
 
   void run(std::size_t count) override {
     for (; count >= listHits_; count -= listHits_) {

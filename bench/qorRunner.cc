@@ -103,7 +103,7 @@ class Field {
       if (entrant.operation != nullptr) continue;
       entrant.operation = entrant.contender->make(settings);
       Samples dropped;
-      if (!entrant.contender->once) slice(entrant, dropped);
+      if (entrant.contender->meter != Meter::READING) slice(entrant, dropped);
     }
   }
 
