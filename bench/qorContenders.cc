@@ -56,6 +56,7 @@ void addDocuments(Contenders& all, const Place& place) {
     all.push_back({name + place.name, Meter::PROCESS_CPU, BATCH, make});
   };
   batch("batch", at(place.core, batchedDocuments, SMALL, DocumentFilling::BUILT));
+  batch("batch, fresh", at(place.core, batchedDocuments, SMALL, DocumentFilling::FRESH));
   batch("batch, reused", at(place.core, batchedDocuments, SMALL, DocumentFilling::KEY));
   batch("hiredis HSET", at(place.core, redisDocuments, SMALL));
 

@@ -65,7 +65,16 @@ class HeldDecode : public Operation {
   HeldDecode(std::size_t listHits, bool fresh)
       : listHits_(listHits), fresh_(fresh), piece_(records(0, PIECE_HITS)) {}
 
-  void prepare() override { startCold(listHits_); }
+  /// Lists that are long enough to need new pages each time get a list's worth of them beforehand:
+  /// a virtual machine's host may have taken back what lay free since the last round.
+  void prepare() override {
+    constexpr std::size_t LONG = 100'000;
+    if (listHits_ >= LONG) {
+      comm::ClientResponse response;
+      fillAndWalk(response);
+    }
+    startCold(listHits_);
+  }
 
   void run(std::size_t count) override {
     for (; count >= listHits_; count -= listHits_) {

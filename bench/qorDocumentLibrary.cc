@@ -31,14 +31,15 @@ class LibraryDocuments : public Operation {
   void run(std::size_t count) override {
     for (std::size_t i = 0; i < count; ++i) {
       document_.key = keys_[i % keys_.size()];
-      if (filling_ == DocumentFilling::BUILT) {
+      if (filling_ == DocumentFilling::FRESH) {
         comm::ClientRequest request;
         document_.fill(request);
         client_.sendAndRecvMesg(request, response_);
-      } else {
-        document_.setKey(kept_);
-        client_.sendAndRecvMesg(kept_, response_);
+        continue;
       }
+      if (filling_ == DocumentFilling::BUILT) document_.fill(kept_);
+      if (filling_ == DocumentFilling::KEY) document_.setKey(kept_);
+      client_.sendAndRecvMesg(kept_, response_);
     }
     if (batched_) {
       client_.sendAndRecvMesg(last_, response_);

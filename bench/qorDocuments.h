@@ -11,8 +11,9 @@
 namespace orvix::bench {
 
 enum class DocumentFilling {
-  BUILT,  ///< the request is filled for each document, from a map and fields that are kept
-  KEY     ///< the request is kept, too, and gets another key
+  FRESH,  ///< a request of its own for each document, filled from a map and fields that are kept
+  BUILT,  ///< one request, built anew for each document from the same
+  KEY     ///< one request, built once, that gets another key
 };
 
 /// A batch for each run, gathered by the client and ended.

@@ -82,6 +82,9 @@ void addBatches(std::vector<Figure>& all, const Where& at) {
       .add("batch.filled" + at.name,
            "CPU per 500-byte document, batched, built each time / hiredis HSET" + at.title,
            "batch" + at.contender, redis, at.bar(1.3))
+      .add("batch.fresh" + at.name,
+           "CPU per 500-byte document, batched, a request each / hiredis HSET" + at.title,
+           "batch, fresh" + at.contender, redis, NO_BAR)
       .add("batch.reused" + at.name,
            "CPU per 500-byte document, batched, reused / hiredis HSET" + at.title,
            "batch, reused" + at.contender, redis, at.bar(0.9));

@@ -18,7 +18,7 @@ void fillMap(benchmark::State& state) {
   for (auto _ : state) {
     util::ExtendedProperties map;
     search.fill(map);
-    benchmark::DoNotOptimize(map);
+    benchmark::DoNotOptimize(&map);
   }
 }
 BENCHMARK(fillMap);
@@ -28,7 +28,7 @@ void copyMap(benchmark::State& state) {
   Search().fill(map);
   for (auto _ : state) {
     util::ExtendedProperties copy(map);
-    benchmark::DoNotOptimize(copy);
+    benchmark::DoNotOptimize(&copy);
   }
 }
 BENCHMARK(copyMap);
@@ -40,7 +40,7 @@ void buildRequest(benchmark::State& state) {
   for (auto _ : state) {
     comm::ClientRequest request;
     request.buildRequest(search.collection, comm::ClientRequest::SCALAR_SEARCH, map);
-    benchmark::DoNotOptimize(request);
+    benchmark::DoNotOptimize(&request);
   }
 }
 BENCHMARK(buildRequest);

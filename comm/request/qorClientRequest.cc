@@ -53,13 +53,13 @@ KVPair::KVPair(const KVPair& other)
 
 KVPair& KVPair::operator=(const KVPair& other) {
   if (this == &other) return *this;
-  KVPair copy(other);
-  std::swap(key, copy.key);
-  std::swap(value, copy.value);
-  attribute = copy.attribute;
-  extra = copy.extra;
-  std::swap(binValue, copy.binValue);
-  binLength = copy.binLength;
+  unsigned char* const bytes = copyBytes(other.binValue, other.binLength);
+  delete[] std::exchange(binValue, bytes);
+  binLength = other.binLength;
+  key = other.key;
+  value = other.value;
+  attribute = other.attribute;
+  extra = other.extra;
   return *this;
 }
 

@@ -56,15 +56,14 @@ class QORCOMM_EXPORT ClientResponse {
   /// Appends a record; the list takes over the raw key bytes.
   void addSearchResult(const SearchResult& record);
   void addParseResult(const ParseResult& record);
-  /// A copy of a piece of a reply in which hits may name their keys, for addHit(). Counts as their
-  /// first record in the sense of beginPull().
+  /// A copy of a piece of a reply in which its hits, of which there must be some, may name their
+  /// keys. Counts as their first record in the sense of beginPull().
   std::string_view keepPiece(std::string_view piece);
-  /// Appends the hit whose record has `payload`, a part of what keepPiece() returned.
-  void addHit(std::string_view payload, std::uint16_t status) {
-    searchResponse_.appendHit(payload, status);
-    ++resultCount_;
-  }
+  /// Counts a hit that was appended to the list of hits.
+  void countHit() { ++resultCount_; }
   void setSelectivityInfo(const SelectivityInfo& info) { selectivityInfo_ = info; }
+  /// The list of hits, to append to.
+  SearchResponse& hits() { return searchResponse_; }
   void setResultCode(unsigned int code) { resultCode_ = code; }
   [[nodiscard]] unsigned int getResultCode() const { return resultCode_; }
   /// Results appended since the request began or since the last pull.

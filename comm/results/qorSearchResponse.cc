@@ -53,10 +53,6 @@ std::string_view SearchResponse::keep(std::string_view piece, bool restart) {
   return kept;
 }
 
-void SearchResponse::appendHit(std::string_view payload, std::uint16_t status) {
-  detail::HitAccess::borrow(RecordCursor::append(), payload, status);
-}
-
 /// Gives each record bytes of this list: those that it was copied with are the other list's.
 void SearchResponse::copyRawKeys() {
   records().forEach([this](SearchResult& record) {

@@ -23,17 +23,17 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
 
   /// Appends a copy of `record` and takes over its raw key bytes; when it throws, it has not.
   void append(const SearchResult& record);
-  /// A copy of a piece of a reply, for appendHit(). With `restart` the list is emptied as well; when
+  /// A copy of a piece of a reply, in which hits may name their keys. With `restart` the list is emptied as well; when
   /// it throws, the list is as it was.
   std::string_view keep(std::string_view piece, bool restart);
-  /// Appends the hit whose record has `payload`, a part of what keep() returned.
-  void appendHit(std::string_view payload, std::uint16_t status);
   /// Empties the list and frees every raw key.
   void reset();
   /// reset() and append() in one; when it throws, the list is as it was.
   void restart(const SearchResult& record);
 
  private:
+  friend struct detail::HitAccess;
+
   void copyRawKeys();
   void swap(SearchResponse& other) noexcept;
 

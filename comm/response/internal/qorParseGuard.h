@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "comm/response/qorClientResponse.h"
+#include "comm/results/internal/qorHitAccess.h"
 #include "comm/support/internal/qorRaiseSites.h"
 #include "infra/oss/qorNLSException.h"
 
@@ -31,23 +32,29 @@ auto translatingParseFailures(Function parsePiece) {
 class HitsOfPiece {
  public:
   HitsOfPiece(std::string_view piece, ClientResponse& response)
-      : piece_(piece), response_(response) {}
+      : piece_(piece), response_(response), hits_(response.hits()) {}
 
   /// The hit whose payload is `length` bytes at `at`.
   void add(std::size_t at, std::size_t length, std::uint16_t status) {
     if (kept_.data() == nullptr) kept_ = response_.keepPiece(piece_);
-    response_.addHit(kept_.substr(at, length), status);
+    append(kept_.substr(at, length), status);
   }
 
   /// The hit whose payload stands elsewhere.
   void add(std::string_view payload, std::uint16_t status) {
-    response_.addHit(response_.keepPiece(payload), status);
+    append(response_.keepPiece(payload), status);
   }
 
  private:
+  void append(std::string_view payload, std::uint16_t status) {
+    HitAccess::append(hits_, payload, status);
+    response_.countHit();
+  }
+
   std::string_view piece_;
   std::string_view kept_;
   ClientResponse& response_;
+  SearchResponse& hits_;
 };
 
 }  // namespace orvix::comm::detail

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "comm/protocol/internal/qorWireStatus.h"
-#include "comm/results/qorSearchResult.h"
+#include "comm/results/qorSearchResponse.h"
 #include "infra/bytes/internal/qorByteReader.h"
 
 namespace orvix::comm::detail {
@@ -19,6 +19,11 @@ struct HitAccess {
   static void borrow(SearchResult& hit, std::string_view payload, std::uint16_t status) {
     rename(hit, takeScore(hit, payload, status));
     hit.keyIsDue_ = true;
+  }
+
+  /// Appends to `list` the hit whose record has `payload`, a part of what it keeps.
+  static void append(SearchResponse& list, std::string_view payload, std::uint16_t status) {
+    borrow(list.RecordCursor::append(), payload, status);
   }
 
   /// Takes status and score; returns the rest of the payload, which is the key.

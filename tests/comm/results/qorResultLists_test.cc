@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "comm/results/internal/qorHitAccess.h"
 #include "comm/results/qorParseResponse.h"
 #include "comm/results/qorSearchResponse.h"
 #include "tests/comm/response/qorReplyDriver.h"
@@ -83,7 +84,8 @@ TYPED_TEST(ResultLists, CopyDeeplyWithTheirCursor) {
 /// Appends a hit for each byte, and returns a copy of the list.
 comm::SearchResponse piece(const std::string& bytes, bool restart, comm::SearchResponse& list) {
   const std::string_view kept = list.keep(bytes, restart);
-  for (std::size_t at = 0; at < kept.size(); ++at) list.appendHit(kept.substr(at, 1), 1);
+  for (std::size_t at = 0; at < kept.size(); ++at)
+    comm::detail::HitAccess::append(list, kept.substr(at, 1), 1);
   return list;
 }
 
