@@ -15,9 +15,11 @@ struct Terminal {
   std::ostream& err;  ///< all else
   bool outIsTerminal = false;
   bool errIsTerminal = false;
+  bool outColour = false;  ///< escape sequences for bold and colour are welcome
+  bool errColour = false;
 };
 
-/// Runs one command. Throws what Connection throws, and CtlFailure.
+/// Runs one command. Throws CtlFailure, whose text is the whole message, whatever failed.
 [[nodiscard]] ExitCode runCommand(const Settings& settings, const Terminal& terminal);
 
 }  // namespace orvix::ctl

@@ -3,12 +3,11 @@
 #include "cli/qorCtlConnection.h"
 
 #include <cmath>
-#include <fstream>
 
 #include "cli/qorCtlExit.h"
-#include "cli/qorCtlOptions.h"
+#include "cli/qorCtlOptionTable.h"
 #include "cli/qorCtlText.h"
-#include "cli/qorCtlValidate.h"
+#include "cli/qorCtlToken.h"
 
 namespace orvix::ctl {
 
@@ -21,23 +20,6 @@ unsigned int milliseconds(double seconds) {
   return static_cast<unsigned int>(std::ceil(seconds * MILLISECONDS));
 }
 
-std::string readToken(const std::string& path) {
-  std::ifstream file(path);
-  std::string token;
-  std::getline(file, token);
-  if (file.bad() || (token.empty() && !file)) {
-    throw CtlFailure(ExitCode::LOCAL_FILE,
-                     "--token-file: '" + printable(path) + "' cannot be read or is empty");
-  }
-  if (!token.empty() && token.back() == '\r') token.pop_back();
-  const std::string wrong = checkFilledLine(token);
-  if (!wrong.empty()) {
-    throw CtlFailure(ExitCode::USAGE,
-                     "--token-file: first line of '" + printable(path) + "': " + wrong);
-  }
-  return token;
-}
-
 }  // namespace
 
 std::string requestText(const Settings& settings) {
@@ -47,7 +29,9 @@ std::string requestText(const Settings& settings) {
 }
 
 Connection::Connection(const Settings& settings)
-    : where_(requestText(settings)), client_(toUnicode(settings.host), settings.port) {
+    : where_(requestText(settings)),
+      mostAttempts_(settings.retries + 1),
+      client_(toUnicode(settings.host), settings.port) {
   client_.setTimeOut(milliseconds(settings.connectTimeout));
   client_.setReceiveTimeOut(milliseconds(settings.timeout));
   client_.setSendTimeOut(milliseconds(settings.timeout));
@@ -56,6 +40,12 @@ Connection::Connection(const Settings& settings)
     properties_.putProperty(comm::StaticDefs::PARAM_AUTHENTICATION_TOKEN,
                             toUnicode(readToken(settings.tokenFile)));
   }
+}
+
+std::string Connection::attemptText() const {
+  if (client_.attempts() == 0) return where_;
+  return where_ + ", attempt " + std::to_string(client_.attempts()) + " of " +
+         std::to_string(mostAttempts_);
 }
 
 void Connection::run(Kind kind, comm::ClientResponse& response) {
@@ -70,9 +60,10 @@ void Connection::run(comm::ClientRequest& request, comm::ClientResponse& respons
 }
 
 void Connection::send(comm::ClientRequest& request, comm::ClientResponse& response) {
+  client_.startCounting();
   client_.sendAndRecvMesg(request, response);
   if (!response.success()) {
-    throw CtlFailure(ExitCode::REFUSED, where_ + ": the server answered with result code " +
+    throw CtlFailure(ExitCode::REFUSED, attemptText() + ": the server answered with result code " +
                                             std::to_string(response.getResultCode()));
   }
 }
@@ -95,7 +86,7 @@ void Connection::forEachOutcome(const icu::UnicodeString& collection,
 void Connection::requireComplete() const {
   if (client_.isReplyComplete()) return;
   throw CtlFailure(ExitCode::PROTOCOL,
-                   where_ +
+                   attemptText() +
                        ": the server closed the connection before its reply was complete; "
                        "results may be missing; check that it still runs and try again");
 }

@@ -14,6 +14,23 @@ namespace orvix::ctl {
 /// "search books at 127.0.0.1:4000": what messages begin with.
 [[nodiscard]] std::string requestText(const Settings& settings);
 
+/// A client that knows how often it has tried the request at hand.
+class CountingClient : public comm::TamberPerfClient {
+ public:
+  using TamberPerfClient::TamberPerfClient;
+  void startCounting() { attempts_ = 0; }
+  [[nodiscard]] unsigned int attempts() const { return attempts_; }
+
+ protected:
+  void sendAndRecvMesgOnce(comm::ClientRequest& request, comm::ClientResponse& response) override {
+    ++attempts_;
+    TamberPerfClient::sendAndRecvMesgOnce(request, response);
+  }
+
+ private:
+  unsigned int attempts_ = 0;
+};
+
 /// Connects at the first request.
 /// Throws: what the library throws, and CtlFailure: PROTOCOL for an incomplete reply, REFUSED for a
 ///         result code, LOCAL_FILE and USAGE for the token file.
@@ -27,6 +44,8 @@ class Connection {
 
   /// The request text of its settings.
   [[nodiscard]] const std::string& where() const { return where_; }
+  /// The same for failures: with the attempt that failed and how many there may be.
+  [[nodiscard]] std::string attemptText() const;
   [[nodiscard]] comm::TamberPerfClient& client() { return client_; }
   /// What every request carries: the token, when there is one.
   [[nodiscard]] const util::ExtendedProperties& properties() const { return properties_; }
@@ -44,7 +63,8 @@ class Connection {
 
  private:
   std::string where_;
-  comm::TamberPerfClient client_;
+  unsigned int mostAttempts_;
+  CountingClient client_;
   util::ExtendedProperties properties_;
 };
 

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "cli/qorCtlExit.h"
+#include "cli/qorCtlInput.h"
 #include "cli/qorCtlText.h"
 
 namespace orvix::ctl {
@@ -24,8 +25,8 @@ struct FileCloser {
 };
 
 [[noreturn]] void raiseUnreadable(const std::string& path, int error) {
-  throw CtlFailure(ExitCode::LOCAL_FILE, "'" + printable(path) + "' cannot be read: " +
-                                             std::generic_category().message(error));
+  throw CtlFailure(ExitCode::LOCAL_FILE,
+                   inputName(path) + " cannot be read: " + std::generic_category().message(error));
 }
 
 std::string readStream(std::FILE* file, const std::string& path, std::size_t limit) {
@@ -39,7 +40,7 @@ std::string readStream(std::FILE* file, const std::string& path, std::size_t lim
     if (std::ferror(file) != 0) raiseUnreadable(path, errno);
     bytes.resize(held + got);
     if (bytes.size() > limit) {
-      throw CtlFailure(ExitCode::LOCAL_FILE, "'" + printable(path) + "' has more than " +
+      throw CtlFailure(ExitCode::LOCAL_FILE, inputName(path) + " has more than " +
                                                  std::to_string(limit) + " bytes; split it");
     }
   } while (got != 0);
@@ -59,6 +60,15 @@ icu::UnicodeString FieldMarks::wireName(const std::string& name) const {
   return marked + toUnicode(name);
 }
 
+std::vector<Field> parseFields(const std::vector<std::string>& texts) {
+  std::vector<Field> fields;
+  for (const std::string& text : texts) {
+    const std::size_t equals = text.find('=');
+    fields.push_back({text.substr(0, equals), text.substr(equals + 1)});
+  }
+  return fields;
+}
+
 void fillRequest(comm::ClientRequest& request, const Document& document, const FieldMarks& marks) {
   std::list<comm::KVPair> fields;
   for (const Field& field : document.fields) {
@@ -70,7 +80,7 @@ void fillRequest(comm::ClientRequest& request, const Document& document, const F
 }
 
 std::string readFile(const std::string& path, std::size_t limit) {
-  if (path == "-") return readStream(stdin, path, limit);
+  if (path == STANDARD_INPUT) return readStream(stdin, path, limit);
   errno = 0;
   const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rbe"));
   if (file == nullptr) raiseUnreadable(path, errno);

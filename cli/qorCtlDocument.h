@@ -19,13 +19,14 @@ inline constexpr std::size_t MAX_DOCUMENT_BYTES = std::size_t{64} << 20U;
 struct Field {
   std::string name;
   std::string value;
+  std::string column = {};  ///< where its value stood in its source; empty: under its name
 };
 
 struct Document {
   std::string key;  ///< bytes; need not be UTF-8
   std::vector<Field> fields;
   std::string content;
-  std::uint64_t omittedMembers = 0;  ///< of its line: neither text nor number
+  std::uint64_t omittedMembers = 0;  ///< of its line: neither text nor number, or without a name
 };
 
 /// What the server is to do with which fields.
@@ -39,6 +40,9 @@ class FieldMarks {
   std::set<std::string> indexed_;
   std::set<std::string> sortable_;
 };
+
+/// Fields from NAME=VALUE texts.
+[[nodiscard]] std::vector<Field> parseFields(const std::vector<std::string>& texts);
 
 /// Puts key, fields and content into the request, which borrows key and content from `document`.
 void fillRequest(comm::ClientRequest& request, const Document& document, const FieldMarks& marks);

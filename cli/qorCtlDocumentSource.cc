@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/qorCtlExit.h"
+#include "cli/qorCtlInput.h"
 #include "cli/qorCtlText.h"
 
 namespace orvix::ctl {
@@ -36,7 +37,7 @@ SourceItem fileDocument(const fs::path& path, std::string key, std::size_t maxBy
   }
 }
 
-/// One file as one document. "./" keeps a file called "-" from being standard input.
+/// One file as one document.
 class FileSource : public DocumentSource {
  public:
   FileSource(const std::string& path, std::size_t maxBytes) : path_(path), maxBytes_(maxBytes) {}
@@ -44,7 +45,7 @@ class FileSource : public DocumentSource {
   std::optional<SourceItem> next() override {
     if (std::exchange(done_, true)) return std::nullopt;
     const fs::path path(path_);
-    return fileDocument(path == "-" ? fs::path("./-") : path, path.filename().string(), maxBytes_);
+    return fileDocument(path, path.filename().string(), maxBytes_);
   }
 
  private:
@@ -113,9 +114,13 @@ class FolderSource : public DocumentSource {
   std::optional<SourceItem> failed_;
 };
 
-bool isNdjsonName(const std::string& path) {
+InputForm formOf(const std::string& path, const SourceOptions& options) {
+  if (options.form != InputForm::BY_NAME) return options.form;
   const std::string extension = fs::path(path).extension().string();
-  return extension == ".ndjson" || extension == ".jsonl";
+  if (extension == ".csv") return InputForm::CSV;
+  const bool ndjson = options.namedFilesAreNdjson || extension == ".ndjson" ||
+                      extension == ".jsonl" || path == STANDARD_INPUT;
+  return ndjson ? InputForm::NDJSON : InputForm::FILE;
 }
 
 class PathsSource : public DocumentSource {
@@ -141,7 +146,15 @@ class PathsSource : public DocumentSource {
     if (fs::is_directory(path, error)) {
       return std::make_unique<FolderSource>(path, options_.maxBytes);
     }
-    if (options_.namedFilesAreNdjson || isNdjsonName(path)) return openNdjson(path, options_);
+    switch (formOf(path, options_)) {
+      case InputForm::NDJSON:
+        return openNdjson(path, options_);
+      case InputForm::CSV:
+        return openCsv(path, options_);
+      case InputForm::BY_NAME:
+      case InputForm::FILE:
+        break;
+    }
     return std::make_unique<FileSource>(path, options_.maxBytes);
   }
 
@@ -160,6 +173,15 @@ std::uint64_t sizeOf(const fs::directory_entry& entry) {
 
 }  // namespace
 
+std::vector<std::string> fieldsOf(const std::string& column, const SourceOptions& options) {
+  std::vector<std::string> fields;
+  for (const FieldMapping& mapping : options.mappings) {
+    if (mapping.column == column) fields.push_back(mapping.field);
+  }
+  if (fields.empty()) fields.push_back(column);
+  return fields;
+}
+
 std::unique_ptr<DocumentSource> openPaths(const std::vector<std::string>& paths,
                                           const SourceOptions& options) {
   return std::make_unique<PathsSource>(paths, options);
@@ -168,7 +190,7 @@ std::unique_ptr<DocumentSource> openPaths(const std::vector<std::string>& paths,
 void requirePaths(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     std::error_code error;
-    if (fs::exists(path, error)) continue;
+    if (path == STANDARD_INPUT || fs::exists(path, error)) continue;
     throw CtlFailure(ExitCode::LOCAL_FILE, "'" + printable(path) + "' cannot be read: " +
                                                (error ? error.message() : "there is no such file"));
   }

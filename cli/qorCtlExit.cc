@@ -31,7 +31,7 @@ const IdRow ID_ROWS[] = {
 
 Failure withRemedy(ExitCode code, std::string text) {
   const std::string_view remedy = exitRow(code).remedy;
-  if (!remedy.empty()) text.append("\n  ").append(remedy);
+  if (!remedy.empty()) text.append("; ").append(remedy);
   return {code, std::move(text)};
 }
 
@@ -56,7 +56,7 @@ std::string describe(const oss::BaseException& failure, std::string_view where) 
     if (!first && !(message.getMessageText().isEmpty() && message.getArguments().empty())) {
       oss::BaseException cause;
       cause.addMessage(message);
-      text += "\n  cause: " + printable(cause.what());
+      text += "; cause: " + printable(cause.what());
     }
     first = false;
   }
@@ -67,9 +67,7 @@ Failure currentFailure(std::string_view where) {
   try {
     throw;
   } catch (const CtlFailure& failure) {
-    // All but the usage errors say what to do.
-    return failure.code() == ExitCode::USAGE ? withRemedy(failure.code(), failure.what())
-                                             : Failure{failure.code(), failure.what()};
+    return {failure.code(), failure.what()};  // says all itself
   } catch (const comm::RESTException& failure) {
     return withRemedy(exitCodeOf(failure), describe(failure, where));
   } catch (const oss::BaseException& failure) {

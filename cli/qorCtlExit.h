@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -23,7 +24,8 @@ enum class ExitCode : int {
   PROTOCOL = 7,
   DONE_IN_PART = 8,
   LOCAL_FILE = 9,
-  INTERNAL = 10
+  INTERNAL = 10,
+  INTERRUPTED = 130  ///< as shells have it for a program that Ctrl-C ended
 };
 
 struct ExitRow {
@@ -32,8 +34,7 @@ struct ExitRow {
   std::string_view remedy;  ///< what to do; empty when the message says it all
 };
 
-/// Row n is code n.
-inline constexpr std::array<ExitRow, 11> EXIT_TABLE{{
+inline constexpr std::array<ExitRow, 12> EXIT_TABLE{{
     {ExitCode::DONE, "done", ""},
     {ExitCode::ANSWER_IS_NO, "the answer is no", ""},
     {ExitCode::USAGE, "wrong usage", "see qorctl --help"},
@@ -42,16 +43,20 @@ inline constexpr std::array<ExitRow, 11> EXIT_TABLE{{
     {ExitCode::TIME_OUT, "the server did not answer in time", "try again, or raise --timeout"},
     {ExitCode::NOT_AUTHORISED, "not authorised", "give the server's token with --token-file"},
     {ExitCode::REFUSED, "refused by the server", ""},
-    {ExitCode::PROTOCOL, "the reply broke the protocol or was incomplete",
+    {ExitCode::PROTOCOL, "bytes that break the protocol, or an incomplete reply",
      "check that --port belongs to such a server and that it still runs"},
     {ExitCode::DONE_IN_PART, "done in part", ""},
     {ExitCode::LOCAL_FILE, "a local file could not be read or written", ""},
     {ExitCode::INTERNAL, "internal failure", ""},
+    {ExitCode::INTERRUPTED, "interrupted", ""},
 }};
-static_assert(EXIT_TABLE.back().code == static_cast<ExitCode>(EXIT_TABLE.size() - 1));
 
+/// The row of `code`; that of an internal failure for a code without one.
 [[nodiscard]] constexpr const ExitRow& exitRow(ExitCode code) noexcept {
-  return EXIT_TABLE.at(static_cast<std::size_t>(code));
+  for (const ExitRow& row : EXIT_TABLE) {
+    if (row.code == code) return row;
+  }
+  return EXIT_TABLE[static_cast<std::size_t>(ExitCode::INTERNAL)];
 }
 
 /// A failure that the command line found itself. The text is one line: what, where and what to do.
@@ -67,8 +72,8 @@ class CtlFailure : public std::runtime_error {
 /// The code of a failure that the library reported.
 [[nodiscard]] ExitCode exitCodeOf(const comm::RESTException& failure);
 
-/// Says `failure` in one line for its first message and an indented one for each further message.
-/// `where` names the server: what the server itself reported does not.
+/// Says `failure` in one line: its first message, then the further ones as its causes. `where`
+/// names request, server and attempt: what the server itself reported does not.
 [[nodiscard]] std::string describe(const oss::BaseException& failure, std::string_view where);
 
 /// A failure in words: what, where, why and, where that is known, what to do.

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "cli/qorCtlInterrupt.h"
 #include "cli/qorCtlText.h"
 
 namespace orvix::ctl {
@@ -13,8 +14,8 @@ namespace {
 
 std::string rejectionText(const comm::ParseResult& outcome) {
   const oss::Message& message = outcome.getMessage();
-  return "document '" + printable(toUtf8(outcome.getText())) +
-         "' was rejected: " + printable(toUtf8(message.getMessageID())) + ": " +
+  return "document " + inQuotes(toUtf8(outcome.getText())) +
+         " was rejected: " + printable(toUtf8(message.getMessageID())) + ": " +
          printable(toUtf8(message.getMessageText()));
 }
 
@@ -26,6 +27,7 @@ bool isRejected(const comm::ParseResult& outcome) {
 
 ExitCode exitCodeOf(const LoadResult& result) {
   const LoadCounts& counts = result.counts;
+  if (result.interrupted && !result.failure) return ExitCode::INTERRUPTED;
   ExitCode code = ExitCode::DONE;
   if (result.failure) {
     code = result.failure->code;
@@ -50,13 +52,27 @@ Loader::Loader(Connection& connection, icu::UnicodeString collection,
 }
 
 LoadResult Loader::run(DocumentSource& source) {
+  LoadResult result;
   try {
     clearEarlierOutcomes();
     loadAll(source);
+    if (rejects_ != nullptr) rejects_->endBatch();
   } catch (const std::exception&) {
-    return {counts_, currentFailure(connection_.where())};
+    result.failure = currentFailure(connection_.attemptText());
+    keepUnconfirmed();
   }
-  return {counts_, std::nullopt};
+  result.counts = counts_;
+  result.interrupted = interrupt::requested();
+  return result;
+}
+
+/// Documents under way when all failed are kept too. One failure is enough to tell.
+void Loader::keepUnconfirmed() {
+  try {
+    if (rejects_ != nullptr) rejects_->endBatch();
+  } catch (const std::exception& failure) {
+    progress_.say(failure.what());
+  }
 }
 
 /// Outcomes of an earlier batch would be counted as ours. Asking for them first also shows whether
@@ -74,32 +90,45 @@ void Loader::clearEarlierOutcomes() {
 }
 
 void Loader::loadAll(DocumentSource& source) {
-  while (const auto item = source.next()) {
+  while (auto item = source.next()) {
+    if (interrupt::requested()) break;  // the item may be half of one
     counts_.bytes += item->bytes;
     if (const auto* problem = std::get_if<SourceProblem>(&item->what)) {
       ++counts_.problems;
       progress_.say(problem->text);
     } else {
-      sendDocument(std::get<Document>(item->what));
+      sendDocument(std::get<Document>(std::move(item->what)));
     }
     if (batchDocuments_ >= limits_.documents || batchBytes_ >= limits_.bytes) endBatch();
     progress_.update({counts_.sent, counts_.rejected, counts_.bytes});
   }
+  if (interrupt::requested()) {
+    progress_.say("interrupted: the documents read so far are brought in; Ctrl-C ends at once");
+  }
   if (batchDocuments_ != 0) endBatch();
 }
 
-void Loader::sendDocument(const Document& document) {
+void Loader::sendDocument(Document document) {
+  const Document& sent = rejects_ == nullptr ? document : rejects_->hold(std::move(document));
   request_.buildRequest(collection_, comm::ClientRequest::ASYNC_ADD_DOCUMENT, properties_);
-  fillRequest(request_, document, marks_);
+  fillRequest(request_, sent, marks_);
   ++batchDocuments_;
-  batchBytes_ += document.content.size();
+  batchBytes_ += sent.content.size();
   ++counts_.sent;
-  counts_.omittedMembers += document.omittedMembers;
+  counts_.omittedMembers += sent.omittedMembers;
   comm::ClientResponse none;
   connection_.send(request_, none);
 }
 
 void Loader::endBatch() {
+  fetchOutcomes();
+  checkOutcomes();
+  if (rejects_ != nullptr) rejects_->endBatch();
+  batchDocuments_ = 0;
+  batchBytes_ = 0;
+}
+
+void Loader::fetchOutcomes() {
   comm::ClientRequest last;
   last.buildRequest(collection_, comm::ClientRequest::LAST_DOC_SENT, connection_.properties());
   comm::ClientResponse none;
@@ -107,19 +136,20 @@ void Loader::endBatch() {
   batchOutcomes_ = 0;
   connection_.forEachOutcome(collection_,
                              [this](const comm::ParseResult& outcome) { countOutcome(outcome); });
-  if (batchOutcomes_ != batchDocuments_) {
-    throw CtlFailure(ExitCode::PROTOCOL,
-                     connection_.where() + ": " + std::to_string(batchDocuments_) +
-                         " documents were sent in the last batch but the server has " +
-                         std::to_string(batchOutcomes_) +
-                         " outcomes; load them again, that does no harm");
-  }
-  batchDocuments_ = 0;
-  batchBytes_ = 0;
+}
+
+void Loader::checkOutcomes() const {
+  if (batchOutcomes_ == batchDocuments_) return;
+  throw CtlFailure(ExitCode::PROTOCOL,
+                   connection_.where() + ": " + std::to_string(batchDocuments_) +
+                       " documents were sent in the last batch but the server has " +
+                       std::to_string(batchOutcomes_) +
+                       " outcomes; load them again, that does no harm");
 }
 
 void Loader::countOutcome(const comm::ParseResult& outcome) {
   ++batchOutcomes_;
+  if (rejects_ != nullptr) rejects_->settle(outcome);
   if (isRejected(outcome)) {
     ++counts_.rejected;
     progress_.say(rejectionText(outcome));

@@ -12,6 +12,7 @@
 #include "cli/qorCtlDocumentSource.h"
 #include "cli/qorCtlExit.h"
 #include "cli/qorCtlProgress.h"
+#include "cli/qorCtlRejects.h"
 
 namespace orvix::ctl {
 
@@ -36,26 +37,33 @@ struct LoadCounts {
 struct LoadResult {
   LoadCounts counts;
   std::optional<Failure> failure;  ///< what ended it early
+  bool interrupted = false;        ///< by Ctrl-C: what was read until then is in `counts`
 };
 
-/// How a load ends: the failure's code, or one for documents that did not get in; DONE_IN_PART as
-/// soon as some did.
+/// How a load ends: the failure's code, or one for documents that did not get in, DONE_IN_PART as
+/// soon as some did; INTERRUPTED when nothing but Ctrl-C ended it early.
 [[nodiscard]] ExitCode exitCodeOf(const LoadResult& result);
 
-/// Loads one source into one collection. Borrows connection, source and progress.
+/// Loads one source into one collection. Borrows connection, source, progress and log. A wish to
+/// end (Ctrl-C) ends reading; the batch is still brought to its end.
 /// Errors: nothing is thrown once the first document is under way; the result says what happened.
 class Loader {
  public:
   Loader(Connection& connection, icu::UnicodeString collection, util::ExtendedProperties properties,
          FieldMarks marks, Progress& progress, BatchLimits limits = {});
 
+  /// Where documents go that did not get in; without one, nowhere.
+  void keepRejects(RejectLog& log) { rejects_ = &log; }
   [[nodiscard]] LoadResult run(DocumentSource& source);
 
  private:
   void clearEarlierOutcomes();
   void loadAll(DocumentSource& source);
-  void sendDocument(const Document& document);
+  void sendDocument(Document document);
   void endBatch();
+  void fetchOutcomes();
+  void checkOutcomes() const;
+  void keepUnconfirmed();
   void countOutcome(const comm::ParseResult& outcome);
 
   Connection& connection_;
@@ -63,6 +71,7 @@ class Loader {
   util::ExtendedProperties properties_;
   FieldMarks marks_;
   Progress& progress_;
+  RejectLog* rejects_ = nullptr;
   BatchLimits limits_;
   LoadCounts counts_;
   std::uint64_t batchDocuments_ = 0;

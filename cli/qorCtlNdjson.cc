@@ -2,13 +2,12 @@
 // NDJSON: one JSON object per line becomes one document. A line that is too long is passed over
 // without being held.
 #include <cstdint>
-#include <fstream>
-#include <limits>
 #include <nlohmann/json.hpp>
-#include <streambuf>
 #include <utility>
 
+#include "cli/qorCtlBytesText.h"
 #include "cli/qorCtlDocumentSource.h"
+#include "cli/qorCtlInput.h"
 #include "cli/qorCtlText.h"
 
 namespace orvix::ctl {
@@ -31,12 +30,20 @@ std::optional<std::string> scalarText(const Json& value) {
   return std::nullopt;
 }
 
+/// The same, and the bytes of a {"base64": "..."}.
+std::optional<std::string> bytesOf(const Json& value) {
+  if (!value.is_object() || value.size() != 1) return scalarText(value);
+  const auto found = value.find(BASE64_MEMBER);
+  return found != value.end() && found->is_string() ? fromBase64(found->get<std::string>())
+                                                    : std::nullopt;
+}
+
 std::string requireMember(const Json& object, const std::string& name, const char* option) {
   const auto found = object.find(name);
   if (found == object.end()) {
     throw BadLine{"there is no member '" + printable(name) + "'; name another one with " + option};
   }
-  auto text = scalarText(*found);
+  auto text = bytesOf(*found);
   if (!text) throw BadLine{"the member '" + printable(name) + "' is neither text nor a number"};
   return *std::move(text);
 }
@@ -49,12 +56,16 @@ Document lineDocument(const std::string& line, const SourceOptions& options) {
   if (document.key.empty()) throw BadLine{"the key is empty"};
   document.content = requireMember(object, options.contentMember, "--content");
   for (const auto& [name, value] : object.items()) {
-    if (name == options.keyMember || name == options.contentMember) continue;
-    auto text = scalarText(value);
-    if (text && !name.empty()) {
-      document.fields.push_back({name, *std::move(text)});
-    } else {
+    if (name == options.keyMember || name == options.contentMember || name == REJECTED_MEMBER) {
+      continue;
+    }
+    const auto text = scalarText(value);
+    if (!text || name.empty()) {
       ++document.omittedMembers;
+      continue;
+    }
+    for (std::string& field : fieldsOf(name, options)) {
+      document.fields.push_back({std::move(field), *text, name});
     }
   }
   return document;
@@ -63,14 +74,9 @@ Document lineDocument(const std::string& line, const SourceOptions& options) {
 class NdjsonSource : public DocumentSource {
  public:
   NdjsonSource(const std::string& path, const SourceOptions& options)
-      : path_(path), options_(options), file_(path, std::ios::binary) {}
+      : options_(options), input_(path) {}
 
   std::optional<SourceItem> next() override {
-    if (!file_.is_open()) {
-      if (std::exchange(reported_, true)) return std::nullopt;
-      return SourceItem{SourceProblem{"'" + printable(path_) + "' cannot be opened for reading"},
-                        0};
-    }
     while (readLine()) {
       if (tooLong_) {
         return badLine("it has more than " + std::to_string(options_.maxBytes) +
@@ -78,10 +84,8 @@ class NdjsonSource : public DocumentSource {
       }
       if (line_.find_first_not_of(" \t\r") != std::string::npos) return makeItem();
     }
-    if (file_.bad() && !std::exchange(reported_, true)) {
-      return badLine("reading stopped here; the rest of the file is missing");
-    }
-    return std::nullopt;
+    if (input_.problem().empty() || std::exchange(reported_, true)) return std::nullopt;
+    return SourceItem{SourceProblem{input_.problem()}, 0};
   }
 
  private:
@@ -90,10 +94,7 @@ class NdjsonSource : public DocumentSource {
     line_.clear();
     tooLong_ = false;
     lineBytes_ = 0;
-    std::streambuf& buffer = *file_.rdbuf();
-    for (;;) {
-      const int byte = take(buffer);
-      if (byte == std::char_traits<char>::eof()) break;
+    for (int byte = input_.next(); byte != ByteInput::END; byte = input_.next()) {
       ++lineBytes_;
       if (byte == '\n') break;
       if (line_.size() < options_.maxBytes) {
@@ -109,16 +110,6 @@ class NdjsonSource : public DocumentSource {
     return true;
   }
 
-  /// A failing read, such as of a folder, ends the file and marks it bad.
-  int take(std::streambuf& buffer) {
-    try {
-      return buffer.sbumpc();
-    } catch (const std::ios_base::failure&) {
-      file_.setstate(std::ios::badbit);
-      return std::char_traits<char>::eof();
-    }
-  }
-
   SourceItem makeItem() {
     try {
       return {lineDocument(line_, options_), lineBytes_};
@@ -130,14 +121,12 @@ class NdjsonSource : public DocumentSource {
   }
 
   SourceItem badLine(const std::string& why) const {
-    return {SourceProblem{"'" + printable(path_) + "' line " + std::to_string(lineNumber_) + ": " +
-                          why},
+    return {SourceProblem{input_.name() + " line " + std::to_string(lineNumber_) + ": " + why},
             lineBytes_};
   }
 
-  std::string path_;
   SourceOptions options_;
-  std::ifstream file_;
+  ByteInput input_;
   std::string line_;
   std::uint64_t lineNumber_ = 0;
   std::uint64_t lineBytes_ = 0;

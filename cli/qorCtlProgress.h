@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -16,11 +17,13 @@ struct ProgressCounts {
   std::uint64_t bytes = 0;
 };
 
-/// The bar's line. A total of 0 means that it is not known: then there is no bar, only numbers.
+/// The bar's line. A total of 0 means that it is not known: then there is no bar and no time left,
+/// only numbers. The bar gives way to the numbers where there is little room.
 [[nodiscard]] std::string progressLine(const ProgressCounts& counts, std::uint64_t totalBytes,
-                                       std::chrono::duration<double> elapsed);
+                                       std::chrono::duration<double> elapsed, std::size_t columns);
 
-/// Draws at most ten times a second, and nothing when it is off. Borrows the stream.
+/// Draws at most ten times a second, no wider than the terminal, and nothing when it is off. Borrows
+/// the stream.
 class Progress {
  public:
   Progress(std::ostream& out, bool on, std::uint64_t totalBytes);

@@ -55,12 +55,12 @@ util::ExtendedProperties searchProperties(const Connection& connection, const Se
 /// Ranks, formats and writes hits.
 class HitPrinter {
  public:
-  HitPrinter(const Settings& settings, OutputFormat format, std::ostream& out)
-      : rank_(settings.offset.value_or(0)), scores_(!settings.noScore) {
+  explicit HitPrinter(const Context& context)
+      : rank_(context.settings().offset.value_or(0)), scores_(!context.settings().noScore) {
     std::vector<Column> columns{{"rank", RANK_WIDTH, true}};
     if (scores_) columns.push_back({"score", SCORE_WIDTH, true});
     columns.push_back({"key", 0, false});
-    writer_ = makeRowWriter(format, out, std::move(columns));
+    writer_ = context.rows(std::move(columns));
   }
 
   void print(const comm::SearchResult& hit) {
@@ -69,6 +69,7 @@ class HitPrinter {
     cells.emplace_back(keyOf(hit));
     writer_->write(cells);
   }
+  RowWriter& writer() { return *writer_; }
 
  private:
   std::uint64_t rank_;
@@ -96,8 +97,9 @@ std::string errorInHit(const comm::SearchResult& hit) {
   return (id.empty() ? toUtf8(StaticDefs::ERR_SERVER_APP) : id) + ": " + record.text("MsgText");
 }
 
-std::uint64_t runSearch(Connection& connection, const Settings& settings, OutputFormat format,
-                        std::ostream& out) {
+std::uint64_t runSearch(Context& context) {
+  Connection& connection = context.connection();
+  const Settings& settings = context.settings();
   comm::ClientRequest request;
   request.buildRequest(
       toUnicode(settings.collection),
@@ -106,7 +108,7 @@ std::uint64_t runSearch(Connection& connection, const Settings& settings, Output
   connection.client().useStreamedResults(settings.stream);
   comm::ClientResponse response;
   connection.send(request, response);
-  HitPrinter printer(settings, format, out);
+  HitPrinter printer(context);
   std::uint64_t count = 0;
   for (;;) {
     comm::SearchResponse& hits = response.getSearchResponse(connection.client(), true);
@@ -114,14 +116,17 @@ std::uint64_t runSearch(Connection& connection, const Settings& settings, Output
     while (hits.hasMore()) {
       const comm::SearchResult& hit = hits.getNext();
       if (hit.getStatus() == ERROR_STATUS) {
-        throw CtlFailure(ExitCode::REFUSED, connection.where() + ": " + printable(errorInHit(hit)));
+        throw CtlFailure(ExitCode::REFUSED,
+                         connection.attemptText() + ": " + printable(errorInHit(hit)));
       }
       printer.print(hit);
       ++count;
     }
-    finishOutput(out);
+    printer.writer().flush();
+    finishOutput(context.terminal().out);
   }
   connection.requireComplete();
+  printer.writer().finish();
   return count;
 }
 

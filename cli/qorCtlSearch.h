@@ -3,12 +3,9 @@
 #pragma once
 
 #include <cstdint>
-#include <ostream>
 #include <string>
 
-#include "cli/qorCtlConnection.h"
-#include "cli/qorCtlOutput.h"
-#include "cli/qorCtlSettings.h"
+#include "cli/qorCtlContext.h"
 
 namespace orvix::ctl {
 
@@ -21,7 +18,6 @@ namespace orvix::ctl {
 /// Runs the search, writes its hits and returns their number. What was written before a failure
 /// stays written.
 /// Throws: as Connection does, and CtlFailure REFUSED when an error travels among the hits.
-std::uint64_t runSearch(Connection& connection, const Settings& settings, OutputFormat format,
-                        std::ostream& out);
+std::uint64_t runSearch(Context& context);
 
 }  // namespace orvix::ctl

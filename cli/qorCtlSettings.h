@@ -13,6 +13,8 @@ namespace orvix::ctl {
 enum class Command : std::uint32_t {
   VERSION,
   STATUS,
+  PING,
+  DOCTOR,
   COLLECTION_CREATE,
   COLLECTION_DROP,
   COLLECTION_OPEN,
@@ -28,21 +30,24 @@ enum class Command : std::uint32_t {
   BACKUP,
   RESTORE,
   TAKEOVER,
-  SHUTDOWN
+  SHUTDOWN,
+  WIRE,
+  WIRE_DECODE,
+  EXPLAIN,
+  COMPLETION,
+  MAN
 };
-
-enum class OutputFormat : std::uint32_t { TABLE, NDJSON };
 
 struct Settings {
   Command command = Command::VERSION;
 
   std::string host = "127.0.0.1";
   std::uint32_t port = 8715;
-  std::string tokenFile;
+  std::string tokenFile;       ///< "-": standard input
   double connectTimeout = 10;  ///< seconds; 0: no limit
   double timeout = 30;         ///< seconds per reply and per write; 0: no limit
   std::uint32_t retries = 1;
-  std::string output;  ///< "table", "ndjson" or empty: by what standard output is
+  std::string output;  ///< a form by name, or empty: by what standard output is
 
   std::string collection;
   std::string displayName;
@@ -61,8 +66,23 @@ struct Settings {
   std::vector<std::string> paths;
   std::string keyMember;
   std::string contentMember;
+  std::vector<std::string> mappings;  ///< FIELD=COLUMN
+  std::string inputForm;              ///< a form by name, or empty: by each path's name
+  std::string rejectsFile;
+  bool dryRun = false;
   std::vector<std::string> indexedFields;
   std::vector<std::string> sortableFields;
+
+  std::uint32_t count = 5;
+  double interval = 1;  ///< seconds
+  std::string wireKind;
+  std::vector<std::string> wireProperties;  ///< KEY=VALUE
+  std::optional<std::string> contentText;
+  bool raw = false;
+  std::string decodeFile;
+  std::string replyKind;
+  std::string explainId;
+  std::string shell;
 };
 
 }  // namespace orvix::ctl

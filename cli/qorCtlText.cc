@@ -39,6 +39,9 @@ std::size_t widthOf(UChar32 c) noexcept {
       isControl(c)) {
     return 0;
   }
+  // Vowels and final consonants that are joined to the Hangul syllable before them.
+  const auto hangul = u_getIntPropertyValue(c, UCHAR_HANGUL_SYLLABLE_TYPE);
+  if (hangul == U_HST_VOWEL_JAMO || hangul == U_HST_TRAILING_JAMO) return 0;
   const auto width = u_getIntPropertyValue(c, UCHAR_EAST_ASIAN_WIDTH);
   return width == U_EA_FULLWIDTH || width == U_EA_WIDE ? 2 : 1;
 }
@@ -71,6 +74,17 @@ std::size_t displayWidth(std::string_view utf8) noexcept {
   return width;
 }
 
+std::string_view fittingPart(std::string_view utf8, std::size_t columns) noexcept {
+  std::size_t width = 0;
+  std::size_t end = 0;
+  for (std::size_t at = 0; at < utf8.size(); end = at) {
+    const UChar32 c = nextCodePoint(utf8, at);
+    width += c < 0 ? 1 : widthOf(c);
+    if (width > columns) break;
+  }
+  return utf8.substr(0, width > columns ? end : utf8.size());
+}
+
 std::string printable(std::string_view text) {
   std::string out;
   out.reserve(text.size());
@@ -85,6 +99,14 @@ std::string printable(std::string_view text) {
     }
   }
   return out;
+}
+
+std::string inQuotes(std::string_view text) {
+  constexpr std::size_t SHOWN = 60;  // columns
+  const std::string whole = printable(text.substr(0, text.size() <= SHOWN ? SHOWN : 4 * SHOWN));
+  const std::string_view part = fittingPart(whole, SHOWN);
+  const bool cut = part.size() < whole.size() || text.size() > 4 * SHOWN;
+  return "'" + std::string(part) + (cut ? "...'" : "'");
 }
 
 std::string endpointText(std::string_view host, unsigned int port) {

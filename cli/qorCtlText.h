@@ -22,6 +22,12 @@ namespace orvix::ctl {
 /// and with bytes that are not UTF-8 as U+FFFD.
 [[nodiscard]] std::string printable(std::string_view text);
 
+/// As much of UTF-8 text as fits into so many columns.
+[[nodiscard]] std::string_view fittingPart(std::string_view utf8, std::size_t columns) noexcept;
+
+/// The same in quotes, and cut when it is long.
+[[nodiscard]] std::string inQuotes(std::string_view text);
+
 /// "host:port", with brackets around a numeric IPv6 address.
 [[nodiscard]] std::string endpointText(std::string_view host, unsigned int port);
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/qorCtlSettings.h"
 
@@ -27,9 +28,21 @@ using Check = std::string (*)(std::string_view value);
 [[nodiscard]] std::string checkRetries(std::string_view value);
 [[nodiscard]] std::string checkOffset(std::string_view value);
 [[nodiscard]] std::string checkLimit(std::string_view value);
-[[nodiscard]] std::string checkOutput(std::string_view value);
+[[nodiscard]] std::string checkCount(std::string_view value);
+[[nodiscard]] std::string checkInterval(std::string_view value);
 /// NAME=VALUE with a name.
 [[nodiscard]] std::string checkField(std::string_view value);
+/// FIELD=COLUMN, both filled.
+[[nodiscard]] std::string checkMapping(std::string_view value);
+/// KEY=VALUE for a header line, and no token.
+[[nodiscard]] std::string checkProperty(std::string_view value);
+/// A request kind by name.
+[[nodiscard]] std::string checkKind(std::string_view value);
+/// A file that is written: "-" is none.
+[[nodiscard]] std::string checkOutputFile(std::string_view value);
+/// One of `choices`.
+[[nodiscard]] std::string checkChoice(std::string_view value,
+                                      const std::vector<std::string>& choices);
 
 /// What no single value shows. Answers like a check.
 [[nodiscard]] std::string checkTogether(const Settings& settings);
