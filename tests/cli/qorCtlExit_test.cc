@@ -63,9 +63,9 @@ TEST(FailureText, NamesServerArgumentsAndCauses) {
   failure.getErrorMessage().addArgument(1U);
   failure.addMessage(oss::Message(u"SOCKET_CONNECT", u"refused", oss::Message::ERROR_TEXT));
   failure.addMessage(oss::Message(StaticDefs::ERR_SERVER_APP, u"", oss::Message::ERROR_TEXT));
-  EXPECT_EQ(describe(failure, "status at h:1"),
-            "status at h:1: ERR_CONNECT_SERVER [h\\x1b, 1] (file:236)\n"
-            "  cause: SOCKET_CONNECT: refused");
+  EXPECT_EQ(
+      describe(failure, "status at h:1"),
+      "status at h:1: ERR_CONNECT_SERVER [h\\x1b, 1] (file:236); cause: SOCKET_CONNECT: refused");
 }
 
 TEST(LoadResults, AreDoneInPartAsSoonAsOneDocumentGotIn) {
@@ -84,6 +84,8 @@ TEST(LoadResults, AreDoneInPartAsSoonAsOneDocumentGotIn) {
       {"every file unreadable", {{0, 0, 0, 3}, {}}, ExitCode::LOCAL_FILE},
       {"lost at the start", {{1, 0, 0, 0}, lost}, ExitCode::NO_CONNECTION},
       {"lost after a batch", {{5, 4, 0, 0}, lost}, ExitCode::DONE_IN_PART},
+      {"interrupted", {{5, 4, 1, 0}, {}, true}, ExitCode::INTERRUPTED},
+      {"lost when interrupted", {{5, 0, 0, 0}, lost, true}, ExitCode::NO_CONNECTION},
   };
   for (const Case& c : cases) EXPECT_EQ(exitCodeOf(c.result), c.code) << c.name;
 }

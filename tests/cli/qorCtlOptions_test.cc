@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/qorCtlExit.h"
+#include "cli/qorCtlOptionTable.h"
 
 namespace {
 
@@ -35,10 +36,12 @@ TEST(Options, EveryCommandIsReachedByItsName) {
     SCOPED_TRACE(commandName(row.command));
     std::vector<std::string> words;
     if (row.group != nullptr) words.emplace_back(row.group);
-    words.emplace_back(row.name);
+    if (row.name[0] != '\0') words.emplace_back(row.name);
     const std::uint32_t bit = std::uint32_t{1} << static_cast<std::uint32_t>(row.command);
     for (const OptionRow& option : optionTable()) {
-      if ((option.commands & bit) != 0 && option.name[0] != '-') words.emplace_back("x");
+      if ((option.commands & bit) == 0 || !isPositional(option)) continue;
+      const auto choices = choicesOf(option.values);
+      words.push_back(option.values != Values::ANY && !choices.empty() ? choices[0] : "x=y");
     }
     const auto parsed = parse(words);
     ASSERT_TRUE(parsed.settings);
@@ -110,13 +113,27 @@ TEST(Options, BadValuesAreRefusedWithTheirName) {
       {{"status", "--timeout", "-1"}, "--timeout:"},
       {{"status", "--connect-timeout", "1e9"}, "--connect-timeout:"},
       {{"status", "--retries", "101"}, "--retries:"},
-      {{"status", "--output", "xml"}, "--output: 'xml' is no output form; give table or ndjson"},
+      {{"status", "--output", "xml"}, "--output: 'xml' is not known here; give one of table, json"},
       {{"status", "--host", ""}, "--host: the value is empty"},
       {{"backup", "c", "a\nb"}, "name: a line feed"},
       {{"doc", "add", "c", "k", "--field", "x"}, "--field: 'x' is no field; give NAME=VALUE"},
       {{"doc", "add", "c", "k", "--field", "=x"}, "--field:"},
       {{"doc", "add", "c", "k", "--field", "a=1", "--index", "b"}, "there is none called 'b'"},
       {{"doc", "delete", "c", ""}, "key: the value is empty"},
+      {{"ping", "--count", "0"}, "--count: '0' is not a whole number from 1"},
+      {{"load", "c", "p", "--map", "a="}, "--map: 'a=' is no mapping; give FIELD=COLUMN"},
+      {{"load", "c", "p", "--map", "key=a", "--key", "b"}, "both name the key's column"},
+      {{"load", "c", "p", "--rejects", "-"}, "--rejects: standard output is for data"},
+      {{"load", "c", "-", "--token-file", "-"}, "standard input (-) can be read once only"},
+      {{"load", "c", "p", "--format", "xml"}, "--format: 'xml' is not known here"},
+      {{"wire"}, "kind is required"},
+      {{"wire", "decode"}, "file is required"},
+      {{"wire", "get-state"}, "kind: 'get-state' is not known here"},
+      {{"wire", "get-status", "authToken=x"}, "give it with --token-file"},
+      {{"wire", "get-status", "Authorization=x"}, "give it with --token-file"},
+      {{"wire", "get-status", "a=b\nc"}, "properties: a line feed"},
+      {{"wire", "decode", "f", "--kind", "x"}, "--kind: 'x' is not known here"},
+      {{"completion", "csh"}, "shell: 'csh' is not known here; give one of bash, zsh, fish"},
   };
   for (const Case& c : cases) {
     const std::string text = refusal(c.words);

@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Loads and searches against a small peer on loopback that answers with prepared bytes: what is
 // counted, and which replies are failures.
-#include <arpa/inet.h>
+#include "tests/cli/qorCtlPeer.h"
+
 #include <cstdint>
-#include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sstream>
 #include <string>
-#include <sys/socket.h>
-#include <thread>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -20,105 +17,7 @@
 namespace {
 
 using namespace orvix::ctl;
-using namespace std::string_literals;
-
-const std::string OK = "\0\1"s;
-const std::string END = "\0\1\0\0"s;
-
-std::string sized(const std::string& bytes) {
-  return {static_cast<char>(bytes.size() >> 8U), static_cast<char>(bytes.size() & 0xffU)};
-}
-
-std::string record(char status, const std::string& payload) {
-  return "\0"s + status + sized(payload) + payload;
-}
-
-std::string pair(const std::string& key, const std::string& value) {
-  return sized(key) + key + sized(value) + value;
-}
-
-std::string accepted(const std::string& key) { return record(1, pair("Doc", key)); }
-
-std::string rejected(const std::string& key) {
-  return record(1, pair("Doc", key) + pair("MsgId", "E_BAD") + pair("MsgText", "no good"));
-}
-
-/// Answers the requests that want an answer with the given replies in turn, and then closes.
-class Peer {
- public:
-  explicit Peer(std::vector<std::string> replies) : replies_(std::move(replies)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(listener_, generic, size), 0);
-    EXPECT_EQ(listen(listener_, 1), 0);
-    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
-    port_ = ntohs(address.sin_port);
-    thread_ = std::thread([this] { serve(); });
-  }
-  ~Peer() {
-    shutdown(listener_, SHUT_RDWR);
-    thread_.join();
-    close(listener_);
-  }
-  Peer(const Peer&) = delete;
-  Peer& operator=(const Peer&) = delete;
-
-  [[nodiscard]] Settings settings() const {
-    Settings settings;
-    settings.port = port_;
-    settings.collection = "c";
-    settings.query = "q";
-    settings.retries = 0;
-    settings.timeout = 10;
-    return settings;
-  }
-
- private:
-  void serve() {
-    connection_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    const timeval limit{10, 0};
-    setsockopt(connection_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    std::size_t next = 0;
-    while (connection_ >= 0 && next < replies_.size() && takeRequest()) {
-      const std::string& reply = replies_[next++];
-      if (send(connection_, reply.data(), reply.size(), MSG_NOSIGNAL) < 0) break;
-    }
-    shutdown(listener_, SHUT_RDWR);  // first, so that nobody connects again and waits
-    if (connection_ >= 0) close(connection_);
-  }
-
-  /// Reads up to the next request that wants an answer.
-  bool takeRequest() {
-    for (;;) {
-      const std::string length = take(2);
-      if (length.empty()) return false;
-      const std::string head = take(static_cast<std::size_t>(
-          static_cast<unsigned char>(length[0]) << 8U | static_cast<unsigned char>(length[1])));
-      const std::string word = "Content-Length  : ";
-      const std::size_t at = head.find(word);
-      if (at != std::string::npos) {
-        static_cast<void>(take(std::strtoul(head.c_str() + at + word.size(), nullptr, 10)));
-      }
-      if (head.find("asyncAddDocument") == std::string::npos) return !head.empty();
-    }
-  }
-
-  std::string take(std::size_t count) const {
-    std::string bytes(count, '\0');
-    const ssize_t got = count == 0 ? 0 : ::recv(connection_, bytes.data(), count, MSG_WAITALL);
-    return got == static_cast<ssize_t>(count) ? bytes : "";
-  }
-
-  std::vector<std::string> replies_;
-  int listener_ = -1;
-  int connection_ = -1;
-  std::uint16_t port_ = 0;
-  std::thread thread_;
-};
+using namespace orvix::ctl::testing;
 
 /// `count` documents with the keys 1, 2, 3 ...
 class Numbers : public DocumentSource {
@@ -233,6 +132,75 @@ TEST(Load, CountsTheOutcomesOfEveryBatch) {
     const std::string text = messages.str() + (result.failure ? result.failure->text : "");
     EXPECT_NE(text.find(c.says), std::string::npos) << text;
   }
+}
+
+/// Documents whose keys, fields and contents a reject file has a hard time with.
+class Awkward : public DocumentSource {
+ public:
+  std::optional<SourceItem> next() override {
+    if (number_ == 3) return std::nullopt;
+    Document document;
+    document.key = number_ == 1 ? "\xff\xfe" : std::to_string(number_);
+    document.fields.push_back({"title", "\"q\"\n", "Title"});
+    document.content = "\x80 text";
+    ++number_;
+    return SourceItem{std::move(document), 4};
+  }
+
+ private:
+  int number_ = 0;
+};
+
+TEST(Load, RejectedAndUnconfirmedDocumentsCanBeLoadedAgain) {
+  // U+FFFD twice: what the library makes of the second key. The third has no outcome.
+  const Peer peer({OK + END, OK + accepted("0") + rejected("\xef\xbf\xbd\xef\xbf\xbd") + END});
+  Settings settings = peer.settings();
+  settings.command = Command::LOAD;
+  const std::string path = ::testing::TempDir() + "qorctl_rejects.ndjson";
+  SourceOptions options;
+  options.contentMember = "text";
+  options.mappings = {{"title", "Title"}};
+  {
+    Connection connection(settings);
+    std::ostringstream messages;
+    Progress progress(messages, false, 0);
+    RejectLog log(path, options);
+    Loader loader(connection, u"c", connection.properties(), FieldMarks({}, {}), progress);
+    loader.keepRejects(log);
+    Awkward source;
+    EXPECT_EQ(exitCodeOf(loader.run(source)), ExitCode::DONE_IN_PART);
+  }
+  const auto again = openPaths({path}, options);
+  for (const char* key : {"\xff\xfe", "2"}) {
+    const auto item = again->next();
+    ASSERT_TRUE(item);
+    ASSERT_TRUE(std::holds_alternative<Document>(item->what))
+        << std::get<SourceProblem>(item->what).text;
+    const auto& document = std::get<Document>(item->what);
+    EXPECT_EQ(document.key, key);
+    EXPECT_EQ(document.content, "\x80 text");
+    ASSERT_EQ(document.fields.size(), 1U);
+    EXPECT_EQ(document.fields[0].name + '=' + document.fields[0].value, "title=\"q\"\n");
+    EXPECT_EQ(document.omittedMembers, 0U);
+  }
+  EXPECT_FALSE(again->next());
+  std::filesystem::remove(path);
+}
+
+TEST(Ping, CountsLostAnswersAndRepeatsNothing) {
+  const Peer peer({OK});
+  Settings settings = peer.settings();
+  settings.command = Command::PING;
+  settings.count = 2;
+  settings.interval = 0;
+  settings.retries = 5;
+  settings.output = "csv";
+  std::ostringstream out;
+  std::ostringstream err;
+  EXPECT_EQ(runCommand(settings, {out, err}), ExitCode::DONE_IN_PART);
+  EXPECT_EQ(out.str().find("sent,answered,lost,minMs"), 0U) << out.str();
+  EXPECT_NE(out.str().find("\n2,1,1,"), std::string::npos) << out.str();
+  EXPECT_NE(err.str().find("attempt 1 of 1: ERR_"), std::string::npos) << err.str();
 }
 
 TEST(Commands, EndWithTheCodeOfTheirReply) {
