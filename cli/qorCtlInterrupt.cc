@@ -45,6 +45,9 @@ void catchFirst() {
     throw CtlFailure(ExitCode::INTERNAL, "no pipe can be made to watch for Ctrl-C");
   }
   struct sigaction action {};
+  ::sigaction(SIGINT, nullptr, &action);
+  if (action.sa_handler == SIG_IGN) return;  // a shell runs us behind its back: not meant for us
+  action = {};
   action.sa_handler = noteWish;
   action.sa_flags = static_cast<int>(SA_RESETHAND);  // the second one meets the default: the end
   sigemptyset(&action.sa_mask);

@@ -6,7 +6,7 @@
 namespace orvix::ctl::interrupt {
 
 /// From now on the first SIGINT is kept as a wish; a second one ends the process at once, as does
-/// the first one in programs that never call this.
+/// the first one in programs that never call this. A SIGINT that is ignored stays so.
 void catchFirst();
 
 /// Whether the first one has come.

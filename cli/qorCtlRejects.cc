@@ -63,18 +63,24 @@ void RejectLog::endBatch() {
   }
 }
 
-/// Outcomes come in the order of their documents; where that fails, the key decides.
+/// Outcomes come in the order of their documents; where that fails, the key decides. A server may
+/// cut a long key.
 RejectLog::Held* RejectLog::find(const icu::UnicodeString& key) {
-  const auto fits = [&key](const Held& held) {
-    return !held.settled && toUnicode(held.document.key) == key;
+  const std::size_t due = next_;
+  const auto fits = [&](std::size_t at) {
+    return !held_[at].settled && toUnicode(held_[at].document.key) == key;
   };
-  if (next_ < held_.size() && fits(held_[next_])) return &held_[next_++];
-  for (std::size_t at = 0; at < held_.size(); ++at) {
-    if (!fits(held_[at])) continue;
+  const auto take = [this](std::size_t at) {
     next_ = at + 1;
     return &held_[at];
+  };
+  if (due < held_.size() && fits(due)) return take(due);
+  for (std::size_t at = 0; at < held_.size(); ++at) {
+    if (fits(at)) return take(at);
   }
-  return nullptr;
+  const bool cut = due < held_.size() && !held_[due].settled && !key.isEmpty() &&
+                   toUnicode(held_[due].document.key).startsWith(key);
+  return cut ? take(due) : nullptr;
 }
 
 void RejectLog::write(const Document& document, const Reason& reason) {

@@ -12,6 +12,12 @@ finish() {
 }
 trap finish EXIT
 failures=0
+standard_input=/dev/null  # of the next call
+
+fail() {
+  echo "FAILED: $*"
+  failures=$((failures + 1))
+}
 
 start() {
   rm -f "$work/said"
@@ -27,7 +33,8 @@ start() {
 expect() {
   local wanted=$1 pattern=$2 got=0
   shift 2
-  "$qorctl" --port "$port" "$@" >"$work/out" 2>"$work/err" </dev/null || got=$?
+  "$qorctl" --port "$port" "$@" >"$work/out" 2>"$work/err" <"$standard_input" || got=$?
+  standard_input=/dev/null
   if [ "$got" -ne "$wanted" ]; then
     echo "FAILED: qorctl $*: exit $got instead of $wanted"; cat "$work/out" "$work/err"
     failures=$((failures + 1))
@@ -84,6 +91,79 @@ expect 0 - restore animals before
 expect 0 '"matches":4' estimate animals fox
 expect 0 '"key":"one.txt"' --output ndjson search animals fox
 expect 0 'score +key' --output table search animals fox
+expect 0 '"sent":3,"answered":3,"lost":0,"minMs":[0-9.]+' ping --count 3 --interval 0
+expect 0 '"collection","verdict":"ok","finding":"animals has 6 documents"' doctor animals
+expect 1 '"collection","verdict":"fail".*SRV_COLLECTION_UNKNOWN.*collection create nothing' \
+  doctor nothing
+
+# Every form of output, and what a list without rows is in it.
+expect 0 '^\[ \{"rank":1.*\} \] $' search animals slow --output json
+expect 0 '^\[\] $' search animals unheard --output json
+expect 0 '^rank,score,key 1,[0-9.]+,sub/two.txt $' search animals slow --output csv
+expect 0 "^1$(printf '\t')[0-9.]+$(printf '\t')sub/two.txt $" search animals slow --output plain
+expect 0 '^status  state .* 0       ok' status --output table
+
+# CSV from a file and from standard input, with a mapping; nothing is sent by a dry run.
+printf 'isbn,Titel,text,year\r\n"c,1","Der ""Fuchs""","wild\nfox",7\r\nc2,Bird,eagle,8\r\nc3\r\n' \
+  >"$work/books.csv"
+csv=(--map key=isbn --map content=text --map title=Titel --index title --sortable year)
+expect 8 '^\{"documents":2,"unreadable":1,' load animals "$work/books.csv" "${csv[@]}" --dry-run
+expect 0 '"documents":6' estimate animals fox
+expect 8 '"sent":2,"accepted":2,"rejected":0,"unconfirmed":0,"unreadable":1' \
+  load animals "$work/books.csv" "${csv[@]}"
+expect 0 '^\[ \{[^}]*"key":"c,1"\} \] $' search animals title:fuchs --output json
+standard_input=$work/books.csv
+expect 8 '"sent":2,"accepted":2' load animals - --format csv "${csv[@]}"
+standard_input=$work/books.ndjson
+expect 0 '"sent":2,"accepted":2' load animals - --key id --content text
+
+# A document that the server rejects, kept and loaded again once its key is short enough.
+long=$(printf 'k%.0s' {1..17000})
+printf '{"id":"ok","text":"a"}\n{"id":"%s","text":"gnu","year":3}\n' "$long" >"$work/some.ndjson"
+expect 8 '"sent":2,"accepted":1,"rejected":1' load animals "$work/some.ndjson" --key id \
+  --content text --rejects "$work/rejects.ndjson"
+grep -q 'SRV_DOCUMENT_KEY_INVALID' "$work/rejects.ndjson" || fail "the reject file has no reason"
+sed -i "s/$long/short/" "$work/rejects.ndjson"
+expect 0 '"sent":1,"accepted":1' load animals "$work/rejects.ndjson" --key id --content text
+expect 0 '"key":"short"' search animals gnu
+expect_error 2 'one of the files to load' load animals "$work" --rejects "$work/rejects.ndjson"
+
+# Ctrl-C: what was read is brought in and counted.
+expect 0 - collection create streamed
+mkfifo "$work/endless"
+(for i in {1..1500}; do echo "{\"key\":\"$i\",\"content\":\"text\"}"; done; exec sleep 120) \
+  >"$work/endless" &
+writer=$!
+set -m  # a process group of its own, in which Ctrl-C is not ignored
+"$qorctl" --port "$port" load streamed - <"$work/endless" >"$work/counts" 2>"$work/err" &
+loader=$!
+set +m
+for _ in {1..600}; do
+  "$qorctl" --port "$port" collection list-status streamed | grep -q '"documents":1000' && break
+  sleep 0.1
+done
+kill -INT "$loader"
+got=0
+wait "$loader" || got=$?
+kill "$writer"
+[ "$got" -eq 130 ] || fail "an interrupted load ended with $got"
+grep -Eq '"sent":(1[0-9]{3}),"accepted":\1,"rejected":0,"unconfirmed":0' "$work/counts" ||
+  fail "an interrupted load counted $(cat "$work/counts" "$work/err")"
+
+# Bytes: a request that is shown, sent by hand, and explained together with its reply.
+"$qorctl" wire scalar-search index=animals query=fox --raw >"$work/request"
+exec 3<>"/dev/tcp/127.0.0.1/$port"
+cat "$work/request" >&3
+timeout 2 cat <&3 >"$work/reply" || true
+exec 3>&-
+expect 0 'request 1, scalar-search.*the end of the header' wire decode "$work/request"
+standard_input=$work/reply
+expect 0 "status 1: success.*the document's key: 'extra'.*the end of the records" \
+  wire decode - --kind scalar-search
+truncate -s -2 "$work/reply"
+expect 7 'status 1: success' wire decode "$work/reply" --kind scalar-search
+grep -q 'expected 2 bytes of a record.s length, but 0 are left' "$work/err" || fail "$(cat "$work/err")"
+
 expect 0 - takeover
 expect 0 - collection close animals
 expect 0 - collection drop animals
@@ -99,13 +179,21 @@ if ! "$quickstart" "$port" | grep -q '^first '; then
 fi
 expect 0 - shutdown
 wait "$server" && server=
-expect_error 3 "127.0.0.1.*$port" --retries 0 status
+expect_error 3 "status at 127.0.0.1:$port, attempt 1 of 1: ERR_CONNECT_SERVER.*cause: SOCKET_CONNECT" \
+  --retries 0 status
+expect 1 '"connection","verdict":"fail"' doctor
+expect 3 '"sent":2,"answered":0,"lost":2}' ping --count 2 --interval 0
+expect 0 'ERR_CONNECT_SERVER: The connection could not be made' explain err_connect_server --output table
+expect_error 2 'explain lists what is' explain ERR_NOTHING
 
 printf 'secret\n' >"$work/token"
 chmod 600 "$work/token"
 start --token-file "$work/token"
 expect 0 '"status":0' --token-file "$work/token" status
+standard_input=$work/token
+expect 0 '"token","verdict":"ok","finding":"accepted"' --token-file - doctor
 expect_error 5 "127.0.0.1.*$port" status
+expect 1 '"token","verdict":"fail".*ERR_SERVER_INVALID_AUTH' doctor
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures failed"; exit 1
