@@ -81,7 +81,7 @@ void writeOptionValues(std::ostream& out) {
 
 void writeEnd(std::ostream& out) {
   out << "  if [[ -n $files ]]; then\n"
-         "    compopt -o filenames 2>/dev/null\n"
+         "    compopt -o filenames 2>/dev/null || :  # outside of a completion: nothing to set\n"
          "    mapfile -t COMPREPLY < <(compgen -f -- \"$current\")\n"
          "  else\n"
          "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$current\")\n"

@@ -182,7 +182,7 @@ void writeText(OutputFormat format, std::ostream& out, const char* member, std::
       return;
     case OutputFormat::CSV: {
       const auto rows = makeRowWriter(format, out, {{member}});
-      rows->write({std::string(text)});
+      rows->write({std::string(text.substr(0, text.find_last_not_of('\n') + 1))});
       return;
     }
     case OutputFormat::TABLE:

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replies: a status, then what the kind of request has behind it.
+#include <cstdio>
 #include <string>
 
 #include "cli/qorCtlText.h"
@@ -47,7 +48,9 @@ void explainHit(WireReader& in, std::uint16_t status) {
   }
   if (status == SCORED) {
     const std::uint16_t score = in.u16("a hit's score");
-    in.tell("the hit's score: " + std::to_string(score / SCORE_UNIT));
+    char text[48];
+    std::snprintf(text, sizeof text, "the hit's score: %.3f", score / SCORE_UNIT);
+    in.tell(text);
   }
   const std::string_view key = in.bytes(in.remaining(), "a document's key");
   in.tell("the document's key: " + inQuotes(key));

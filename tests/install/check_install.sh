@@ -41,6 +41,12 @@ use_tree() {
 }
 
 use_tree "$work/installed" first
+if [[ -x $work/installed/bin/qorctl ]]; then
+  for file in man/man1/qorctl.1 bash-completion/completions/qorctl zsh/site-functions/_qorctl \
+    fish/vendor_completions.d/qorctl.fish; do
+    [[ -s $work/installed/share/$file ]] || fail "share/$file is not installed"
+  done
+fi
 grep -rqF "$build" "$work/installed" --include='*.cmake' --include='*.pc' --include='*.h' &&
   fail "an installed file names the build tree"
 mv "$work/installed" "$work/moved"
