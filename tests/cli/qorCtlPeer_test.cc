@@ -156,7 +156,8 @@ TEST(Load, RejectedAndUnconfirmedDocumentsCanBeLoadedAgain) {
   const Peer peer({OK + END, OK + accepted("0") + rejected("\xef\xbf\xbd\xef\xbf\xbd") + END});
   Settings settings = peer.settings();
   settings.command = Command::LOAD;
-  const std::string path = ::testing::TempDir() + "qorctl_rejects.ndjson";
+  const std::string path =
+      ::testing::TempDir() + "qorctl_" + std::to_string(peer.settings().port) + ".ndjson";
   SourceOptions options;
   options.contentMember = "text";
   options.mappings = {{"title", "Title"}};
