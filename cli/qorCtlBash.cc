@@ -12,12 +12,14 @@ namespace {
 
 std::string wordsOf(const std::vector<Candidate>& candidates) {
   std::vector<std::string> words;
+  words.reserve(candidates.size());
   for (const Candidate& candidate : candidates) words.push_back(candidate.word);
   return joined(words, " ");
 }
 
 std::string namesOf(const std::vector<const OptionRow*>& options) {
   std::vector<std::string> names;
+  names.reserve(options.size());
   for (const OptionRow* option : options) names.emplace_back(option->name);
   return joined(names, " ");
 }

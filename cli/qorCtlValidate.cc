@@ -183,7 +183,7 @@ std::string checkChoice(std::string_view value, const std::vector<std::string>& 
 std::string checkTogether(const Settings& settings) {
   for (const TogetherCheck check :
        {checkMarkedFields, checkStandardInput, checkNamedTwice, checkWire}) {
-    const std::string wrong = check(settings);
+    std::string wrong = check(settings);
     if (!wrong.empty()) return wrong;
   }
   return "";
