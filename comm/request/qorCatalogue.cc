@@ -9,12 +9,6 @@ namespace orvix::comm::detail {
 
 using icu::UnicodeString;
 
-namespace {
-
-UnicodeString wordOf(const char* word) { return UnicodeString(word == nullptr ? "" : word, ""); }
-
-}  // namespace
-
 const Catalogue& Catalogue::get() {
   static const Catalogue catalogue;
   return catalogue;
@@ -28,19 +22,9 @@ Catalogue::Catalogue()
       headerEnd_(oss::utf8(words::HEADER_END)) {
   for (const RequestKind& row : REQUEST_KINDS) {
     Words& into = words_[row.kind];
-    into.display = wordOf(row.displayName);
-    into.mode = wordOf(row.mode);
-    into.path = wordOf(row.pathWord);
-    into.access = wordOf(row.accessClass);
+    if (row.pathWord != nullptr) into.path = UnicodeString(row.pathWord, "");
+    into.access = UnicodeString(row.accessClass, "");
   }
-}
-
-const UnicodeString& Catalogue::displayName(std::uint32_t kind) const {
-  return words_[requestKind(kind).kind].display;
-}
-
-const UnicodeString& Catalogue::mode(std::uint32_t kind) const {
-  return words_[requestKind(kind).kind].mode;
 }
 
 const UnicodeString& Catalogue::pathWord(std::uint32_t kind) const {

@@ -5,14 +5,13 @@
 #include <memory>
 #include <utility>
 
+#include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
-#include "comm/request/internal/qorCatalogue.h"
 #include "comm/request/internal/qorPropertyMerge.h"
 
 namespace orvix::comm {
 
-using detail::Catalogue;
 using icu::UnicodeString;
 
 namespace {
@@ -76,7 +75,8 @@ ClientRequest::~ClientRequest() = default;
 void ClientRequest::buildRequest(const UnicodeString& collectionName, REQUEST kind,
                                  const util::ExtendedProperties& props) {
   collectionName_ = collectionName;  // first: the caller may pass a value of this request
-  const UnicodeString& mode = Catalogue::get().mode(kind);
+  const char* const word = detail::requestKind(kind).mode;
+  const UnicodeString mode(word == nullptr ? "" : word, "");
   detail::Overlay own[3] = {{&StaticDefs::PARAM_COLLECTION_ID, &collectionName_}};
   std::size_t count = 1;
   if (!mode.isEmpty()) own[count++] = {&detail::words::MODE, &mode};
@@ -98,8 +98,8 @@ void ClientRequest::build(REQUEST kind, const util::ExtendedProperties& props,
     properties_.copy(props);
     for (const detail::Overlay& entry : own) properties_.putProperty(*entry.key, *entry.value);
   }
-  const UnicodeString& name = Catalogue::get().displayName(kind);
-  if (!name.isEmpty()) operationName_ = name;
+  const char* const name = detail::requestKind(kind).displayName;
+  if (name != nullptr) operationName_ = UnicodeString(name, "");
 }
 
 void ClientRequest::setDocKey(const char* key, unsigned int length) {

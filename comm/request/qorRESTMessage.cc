@@ -31,25 +31,35 @@ namespace {
 
 constexpr std::uint64_t LENGTH_LIMIT = std::uint64_t{1} << 30U;  // a longer one the masks would cut
 constexpr std::size_t WORD = sizeof(std::uint32_t);
-constexpr std::uint64_t SHORT_TEXT = 1024;  // bytes; not worth counting
 
 std::uint64_t checkedLength(std::uint64_t length) {
   if (length >= LENGTH_LIMIT) detail::raiseAt(detail::sites::REQUEST_TOO_LARGE);
   return length;
 }
 
-/// Bytes that `text` takes at most; exactly so many when it is long.
-std::uint64_t textEstimate(const UnicodeString& text) {
-  const std::uint64_t most = oss::mostWireBytes(text);
-  return most <= SHORT_TEXT ? most : checkedLength(oss::wireLength(text));
-}
-
-/// Bytes that the record of `pair` takes at most.
-std::uint64_t recordEstimate(const KVPair& pair) {
-  const std::uint64_t key = textEstimate(pair.key);
+/// Bytes that the record of `pair` takes at most, by what `textLength` says of its texts.
+template <class TextLength>
+std::uint64_t recordEstimate(const KVPair& pair, TextLength textLength) {
+  const std::uint64_t key = textLength(pair.key);
   const std::uint64_t extra = pair.extra != 0 ? WORD : 0;
   if (pair.binValue != nullptr) return checkedLength(pair.binLength) + key + 3 * WORD + extra;
-  return key + textEstimate(pair.value) + 4 * WORD + extra;
+  return key + textLength(pair.value) + 4 * WORD + extra;
+}
+
+/// Bytes that `fields` take at most: three for a unit while that fits into `room`, else counted.
+std::uint64_t fieldsEstimate(const std::list<KVPair>& fields, std::uint64_t room) {
+  std::uint64_t most = 0;
+  for (const KVPair& pair : fields) {
+    most += recordEstimate(pair, oss::mostWireBytes);
+    if (most > room) break;
+  }
+  if (most <= room) return most;
+  most = 0;
+  for (const KVPair& pair : fields) {
+    most += recordEstimate(
+        pair, [](const UnicodeString& text) { return checkedLength(oss::wireLength(text)); });
+  }
+  return most;
 }
 
 /// The text behind its length; the estimates have made room for it.
@@ -95,36 +105,19 @@ UnicodeString decimal(std::uint64_t number) {
 /// Header lines, one behind the other, in a buffer that grows when it must.
 class HeaderWriter {
  public:
-  explicit HeaderWriter(oss::SizeableBuffer<char, 0x4000>& buffer) : buffer_(buffer) {
-    if (buffer_.length() < buffer_.IN_PLACE) buffer_.resize(buffer_.IN_PLACE);
-  }
+  explicit HeaderWriter(oss::SizeableBuffer<char, 0x4000>& buffer) : buffer_(buffer) {}
 
   void append(const UnicodeString& text) {
-    const std::size_t room = buffer_.length() - written_;
-    std::size_t bytes = oss::textToWire(text, buffer_.data() + written_, room);
-    if (bytes > room) {
-      makeRoom(bytes);
-      bytes = oss::textToWire(text, buffer_.data() + written_, bytes);
-    }
-    written_ += bytes;
+    written_ = oss::Converter::append(text, buffer_, written_);
   }
 
   void append(std::string_view utf8) {
-    if (utf8.size() > buffer_.length() - written_) makeRoom(utf8.size());
+    oss::Converter::makeRoom(buffer_, written_, utf8.size());
     std::memcpy(buffer_.data() + written_, utf8.data(), utf8.size());
     written_ += utf8.size();
   }
 
  private:
-  void makeRoom(std::size_t bytes) {
-    if (bytes >= oss::Converter::LIMIT || written_ + bytes >= oss::Converter::LIMIT) {
-      oss::raiseOutOfMemory();
-    }
-    const std::uint64_t wanted = std::max<std::uint64_t>(written_ + bytes, 2 * buffer_.length());
-    buffer_.resize(std::min<std::uint64_t>(wanted, oss::Converter::LIMIT));
-    if (buffer_.data() == nullptr) oss::raiseOutOfMemory();
-  }
-
   oss::SizeableBuffer<char, 0x4000>& buffer_;
   std::size_t written_ = 0;
 };
@@ -156,13 +149,14 @@ void RESTMessage::writeTerminator() {
 void RESTMessage::writeBody(const ClientRequest& request, std::string_view docKey) {
   const Catalogue& catalogue = Catalogue::get();
   std::uint64_t estimate = WORD;
-  for (const KVPair& pair : request.getFields()) estimate += recordEstimate(pair);
   estimate += catalogue.rowId().size() + 2 * WORD + checkedLength(docKey.size());
   if (contentLength_ != 0) {
     checkedLength(contentLength_);
     estimate += WORD + catalogue.data().size() + WORD;
   }
   estimate += WORD;
+  estimate += fieldsEstimate(request.getFields(),
+                             body_.length() > estimate ? body_.length() - estimate : 0);
   if (estimate + contentLength_ > std::numeric_limits<std::uint32_t>::max()) {
     detail::raiseAt(detail::sites::REQUEST_TOO_LARGE);
   }
@@ -190,13 +184,13 @@ void RESTMessage::forEachProperty(Visitor visit) const {
   const UnicodeString& path = catalogue.pathWord(kind_);
   detail::Overlay own[3] = {{&words::CONTENT_LENGTH, &wholeLength_}};
   std::size_t count = 1;
-  if (hasAction_ && !path.isEmpty()) own[count++] = {&words::ACTION, &path};
-  if (hasAction_) own[count++] = {&words::ACTION_TYPE, &catalogue.accessClass(kind_)};
+  if (headerBuilt_ && !path.isEmpty()) own[count++] = {&words::ACTION, &path};
+  if (headerBuilt_) own[count++] = {&words::ACTION_TYPE, &catalogue.accessClass(kind_)};
   detail::visitMerged(properties_, std::span(own, count), visit);
 }
 
 const char* RESTMessage::getHeaderText() {
-  hasAction_ = true;
+  headerBuilt_ = true;
   const Catalogue& catalogue = Catalogue::get();
   HeaderWriter out(header_);
   forEachProperty([&](const UnicodeString& key, const UnicodeString& value) {

@@ -18,11 +18,15 @@ namespace orvix::comm {
 
 class CorvaneClient;
 
+namespace detail {
+class HitsOfPiece;
+}
+
 /// Result code, status, text and result lists of a reply. Serves one request at a time: reading a
 /// reply starts it afresh, so that nothing of an earlier one is read as part of the next. A request
 /// that fails before its reply is read leaves it as it was.
 /// Owns:    everything it hands out by reference; a copy is deep.
-/// Threads: one, together with the client that fills it.
+/// Threads: one, together with the client that fills it; for reading hits, too.
 class QORCOMM_EXPORT ClientResponse {
  public:
   ClientResponse();
@@ -56,14 +60,7 @@ class QORCOMM_EXPORT ClientResponse {
   /// Appends a record; the list takes over the raw key bytes.
   void addSearchResult(const SearchResult& record);
   void addParseResult(const ParseResult& record);
-  /// A copy of a piece of a reply in which its hits, of which there must be some, may name their
-  /// keys. Counts as their first record in the sense of beginPull().
-  std::string_view keepPiece(std::string_view piece);
-  /// Counts a hit that was appended to the list of hits.
-  void countHit() { ++resultCount_; }
   void setSelectivityInfo(const SelectivityInfo& info) { selectivityInfo_ = info; }
-  /// The list of hits, to append to.
-  SearchResponse& hits() { return searchResponse_; }
   void setResultCode(unsigned int code) { resultCode_ = code; }
   [[nodiscard]] unsigned int getResultCode() const { return resultCode_; }
   /// Results appended since the request began or since the last pull.
@@ -86,6 +83,11 @@ class QORCOMM_EXPORT ClientResponse {
   void endPull() { pulling_ = false; }
 
  private:
+  friend class detail::HitsOfPiece;
+
+  /// A copy of a piece of a reply in which its hits, of which there must be some, may name their
+  /// keys. Counts as their first record in the sense of beginPull().
+  std::string_view keepPiece(std::string_view piece);
   template <class List, class Record>
   void addTo(List& list, const Record& record);
 

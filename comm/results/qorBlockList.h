@@ -91,9 +91,8 @@ class BlockList {
   }
 
  private:
-  static constexpr std::size_t FIRST_BLOCK = 32;  // elements: a page of hits
-  static constexpr std::size_t SECOND_BLOCK =
-      256;  // then as many as there are, up to a large block
+  static constexpr std::size_t FIRST_BLOCK = 32;    // elements: a page of hits
+  static constexpr std::size_t SECOND_BLOCK = 256;  // elements; then as many as there are
 
   struct Block {
     Block* next;
@@ -107,7 +106,7 @@ class BlockList {
   static constexpr std::size_t sizeOf(std::size_t capacity) {
     return sizeof(Block) + capacity * sizeof(T);
   }
-  static constexpr std::size_t MOST = (oss::LARGE_BLOCK - sizeof(Block)) / sizeof(T) + 1;
+  static constexpr std::size_t MOST = (oss::LARGE_BLOCK - sizeof(Block)) / sizeof(T);
 
   static Block* newBlock(std::size_t capacity) {
     return ::new (oss::allocateBlock(sizeOf(capacity))) Block{nullptr, 0, capacity};

@@ -13,7 +13,7 @@
 
 namespace orvix::comm {
 
-/// Bytes that never move until all are let go together. The newest block is kept for the next ones.
+/// Bytes that never move until all are let go together. A small block is kept for the next ones.
 class ByteArena {
  public:
   ByteArena() = default;
@@ -31,7 +31,8 @@ class ByteArena {
   }
 
   void clear() noexcept {
-    if (blocks_ != nullptr) freeFrom(std::exchange(blocks_->next, nullptr));
+    const bool keepsOne = blocks_ != nullptr && blocks_->capacity <= MOST_KEPT;
+    freeFrom(std::exchange(keepsOne ? blocks_->next : blocks_, nullptr));
     used_ = 0;
   }
 
@@ -42,6 +43,7 @@ class ByteArena {
 
  private:
   static constexpr std::size_t FIRST_BLOCK = 0x1000;  // bytes: what one receive brings; then more
+  static constexpr std::size_t MOST_KEPT = 0x10000;
 
   struct Block {
     Block* next;
@@ -52,7 +54,7 @@ class ByteArena {
 
   void addBlock(std::size_t size) {
     const std::size_t grown = blocks_ == nullptr ? FIRST_BLOCK : 2 * blocks_->capacity;
-    const std::size_t capacity = std::max(size, std::min(grown, oss::LARGE_BLOCK));
+    const std::size_t capacity = std::max(size, std::min(grown, oss::LARGE_BLOCK - sizeof(Block)));
     blocks_ = ::new (oss::allocateBlock(sizeof(Block) + capacity)) Block{blocks_, capacity};
     used_ = 0;
   }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "comm/results/qorSearchResponse.h"
 
-#include <utility>
-
 #include "comm/results/internal/qorHitAccess.h"
 
 namespace orvix::comm {
@@ -20,16 +18,28 @@ SearchResponse& SearchResponse::operator=(const SearchResponse& other) {
 
 SearchResponse::~SearchResponse() { reset(); }
 
+/// Bytes that the record owns become the list's, whose records own none; others are copied.
 void SearchResponse::append(const SearchResult& record) {
-  RecordCursor::append(record);
-  ownsKeys_ = true;
+  std::string_view key = detail::HitAccess::rawKey(record);
+  const bool takesOver = detail::HitAccess::ownsRawKey(record);
+  if (takesOver) {
+    adoptedKeys_.emplace_back();
+  } else if (key.data() != nullptr) {
+    key = keys_.keep(key);
+  }
+  try {
+    detail::HitAccess::rename(RecordCursor::append(record), key);
+  } catch (...) {
+    if (takesOver) adoptedKeys_.pop_back();
+    throw;
+  }
+  if (takesOver) adoptedKeys_.back().reset(detail::HitAccess::bytesOf(key));
 }
 
 void SearchResponse::reset() {
-  if (ownsKeys_) records().forEach(detail::HitAccess::freeRawKey);
-  ownsKeys_ = false;
   clear();
   keys_.clear();
+  adoptedKeys_.clear();
 }
 
 void SearchResponse::restart(const SearchResult& record) {
@@ -41,7 +51,7 @@ void SearchResponse::restart(const SearchResult& record) {
 void SearchResponse::swap(SearchResponse& other) noexcept {
   RecordCursor::swap(other);
   keys_.swap(other.keys_);
-  std::swap(ownsKeys_, other.ownsKeys_);
+  adoptedKeys_.swap(other.adoptedKeys_);
 }
 
 std::string_view SearchResponse::keep(std::string_view piece, bool restart) {

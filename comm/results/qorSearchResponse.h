@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string_view>
+#include <vector>
 
 #include "comm/qorExport.h"
 #include "comm/results/qorByteArena.h"
@@ -13,6 +15,7 @@
 namespace orvix::comm {
 
 /// Search hits. Owns the records and their raw key bytes; copies are deep.
+/// Threads: one at a time, for reading too: a hit makes its key's text when it is first asked for it.
 /// Loop: while (list.hasMore()) use(list.getNext());
 class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
  public:
@@ -23,8 +26,8 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
 
   /// Appends a copy of `record` and takes over its raw key bytes; when it throws, it has not.
   void append(const SearchResult& record);
-  /// A copy of a piece of a reply, in which hits may name their keys. With `restart` the list is emptied as well; when
-  /// it throws, the list is as it was.
+  /// A copy of a piece of a reply, in which hits may name their keys. With `restart` the list is
+  /// emptied as well; when it throws, the list is as it was.
   std::string_view keep(std::string_view piece, bool restart);
   /// Empties the list and frees every raw key.
   void reset();
@@ -37,9 +40,9 @@ class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
   void copyRawKeys();
   void swap(SearchResponse& other) noexcept;
 
-  ByteArena keys_;         // the pieces that hits name their keys in
-  ByteArena spare_;        // takes the next piece before a restart drops the others
-  bool ownsKeys_ = false;  // some record has bytes of its own
+  ByteArena keys_;   // the pieces that hits name their keys in
+  ByteArena spare_;  // takes the next piece before a restart drops the others
+  std::vector<std::unique_ptr<unsigned char[]>> adoptedKeys_;
 };
 
 }  // namespace orvix::comm

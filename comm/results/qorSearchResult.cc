@@ -45,8 +45,7 @@ SearchResult::SearchResult(const SearchResult& other)
 
 SearchResult& SearchResult::operator=(const SearchResult& other) {
   if (this == &other) return *this;
-  key_ = onHeap(other.getKey());
-  keyIsDue_ = false;
+  setKey(other.getKey());
   score_ = other.score_;
   rawKey_ = other.rawKey_;
   rawKeyLength_ = other.rawKeyLength_;
@@ -56,21 +55,19 @@ SearchResult& SearchResult::operator=(const SearchResult& other) {
 }
 
 unsigned int SearchResult::decode(const unsigned char* data, unsigned short length, short format) {
+  keyIsDue_ = false;  // of whatever it was before
   const std::string_view key = detail::HitAccess::takeScore(
       *this, {reinterpret_cast<const char*>(data), length}, static_cast<std::uint16_t>(format));
   setRawKey(reinterpret_cast<const unsigned char*>(key.data()),
             static_cast<unsigned int>(key.size()));
-  key_.reset();
-  keyIsDue_ = true;
-  makeKey();
+  setKey(keyText(rawKey_, rawKeyLength_));
   return 0;
 }
 
 void SearchResult::postParse() {
   if (getProperties() == nullptr) return;
   const util::ExtendedProperties& properties = *getProperties();
-  key_ = onHeap(properties.requireProperty(detail::words::URI));
-  keyIsDue_ = false;
+  setKey(properties.requireProperty(detail::words::URI));
   rawKey_ = nullptr;
   rawKeyLength_ = 0;
   ownsRawKey_ = false;
@@ -84,8 +81,15 @@ const UnicodeString& SearchResult::getKey() const {
   return key_ ? *key_ : detail::words::EMPTY;
 }
 
-void SearchResult::makeKey() const {
-  key_ = onHeap(keyText(rawKey_, rawKeyLength_));
+void SearchResult::makeKey() const { setKey(keyText(rawKey_, rawKeyLength_)); }
+
+/// A text that was handed out stays where it is, and changes.
+void SearchResult::setKey(const UnicodeString& text) const {
+  if (key_ != nullptr) {
+    *key_ = text;
+  } else {
+    key_ = onHeap(text);
+  }
   keyIsDue_ = false;
 }
 

@@ -39,9 +39,8 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   void postParse() override;
 
   [[nodiscard]] double getScore() const { return score_; }
-  /// The document key as text: "base64:" and its bytes in Base64, or the "URI" of a property
-  /// record. Throws NLSException or bad_alloc when memory for the text runs
-  /// out.
+  /// The document key as text: "base64:" and its bytes in Base64, or the "URI" of a property record.
+  /// Lives as long as the record. Throws NLSException or bad_alloc when memory for it runs out.
   [[nodiscard]] const icu::UnicodeString& getKey() const;
   [[nodiscard]] const unsigned char* getRawKey() const { return rawKey_; }
   [[nodiscard]] unsigned int getRawKeyLength() const { return rawKeyLength_; }
@@ -52,7 +51,7 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   void setRawKey(const unsigned char* bytes, unsigned int length);
   /// Takes an array-allocated run as it is.
   void adoptRawKey(unsigned char* bytes, unsigned int length);
-  /// Frees the raw key bytes, unless they belong to a list; either way the record has none then.
+  /// Frees the raw key bytes, unless they are borrowed; either way the record has none then.
   void releaseRawKey();
   /// The key text of any byte run: "base64:" and Base64.
   static icu::UnicodeString keyText(const unsigned char* bytes, std::size_t length);
@@ -61,14 +60,17 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   friend struct detail::HitAccess;
 
   void makeKey() const;
+  void setKey(const icu::UnicodeString& text) const;
 
+  // The key's text stands in `key_`, or is empty when that is null; or it is due: then it is that of
+  // the raw key, which is borrowed, and is made when it is asked for.
   double score_ = 0.0;
-  mutable std::unique_ptr<icu::UnicodeString> key_;  // null: empty, or not asked for yet
+  mutable std::unique_ptr<icu::UnicodeString> key_;
   unsigned char* rawKey_ = nullptr;
   unsigned int rawKeyLength_ = 0;
   unsigned short status_ = 0;
-  bool ownsRawKey_ = false;        // releaseRawKey() frees it
-  mutable bool keyIsDue_ = false;  // the key text is that of the raw key, and is not made yet
+  bool ownsRawKey_ = false;
+  mutable bool keyIsDue_ = false;
 };
 
 }  // namespace orvix::comm

@@ -103,8 +103,6 @@ class DefaultAlternateBuffer {
 template <class T, std::size_t N>
 class SizeableBuffer {
  public:
-  static constexpr std::uint64_t IN_PLACE = N;
-
   /// `limit`: largest length (0: none). The other two are the heap side's.
   explicit SizeableBuffer(std::uint64_t limit = 0, std::uint64_t alternateCapacity = 0,
                           std::uint64_t alternateLimit = 0)

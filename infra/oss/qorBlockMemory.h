@@ -8,9 +8,10 @@
 
 namespace orvix::oss {
 
-/// A block of this size or more is asked for in large pages: the system then clears and maps 2 MiB
-/// at a time, not 4 KiB.
+/// A block of about this size or more is asked for in large pages: the system then clears and maps
+/// 2 MiB at a time, not 4 KiB. Up to so much less counts as well.
 inline constexpr std::size_t LARGE_BLOCK = std::size_t{2} << 20U;
+inline constexpr std::size_t LARGE_BLOCK_SLACK = 0x1000;
 
 /// `size` bytes, aligned for any type, not filled. Throws bad_alloc. Release with freeBlock().
 QORINFRA_EXPORT void* allocateBlock(std::size_t size);

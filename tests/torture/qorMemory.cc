@@ -155,7 +155,8 @@ std::string judge(const Reference& reference, const std::vector<Outcome>& outcom
     const Outcome& whole = reference.whole[i];
     if (outcome == clean || outcome == whole) continue;
     // A refusal that was read to its end is complete, even when there is no memory to report it.
-    const bool refused = !clean.error.empty() && clean.complete;
+    const auto isRefusal = [](const Outcome& one) { return !one.error.empty() && one.complete; };
+    const bool refused = isRefusal(clean) || isRefusal(whole);
     const bool fails =
         isDocumented(outcome.error, reference.networkFails) && (!outcome.complete || refused);
     if (fails && isPrefix(outcome.results, whole.results)) continue;

@@ -14,16 +14,12 @@
 
 namespace orvix::comm::detail {
 
-/// Process-wide and immutable once built. The first get() builds it under a once-flag; after that any
-/// thread reads it without a lock.
+/// Process-wide and immutable once built. The first get() builds it under a once-flag; after that
+/// any thread reads it without a lock.
 class Catalogue {
  public:
   static const Catalogue& get();
 
-  /// The name that a request of the kind shows; empty when it has none.
-  [[nodiscard]] const icu::UnicodeString& displayName(std::uint32_t kind) const;
-  /// The word sent as "mode"; empty when the kind has none.
-  [[nodiscard]] const icu::UnicodeString& mode(std::uint32_t kind) const;
   /// The word sent as "action"; empty when the kind has none.
   [[nodiscard]] const icu::UnicodeString& pathWord(std::uint32_t kind) const;
   /// The word sent as "actionType".
@@ -40,8 +36,6 @@ class Catalogue {
   Catalogue();
 
   struct Words {
-    icu::UnicodeString display;
-    icu::UnicodeString mode;
     icu::UnicodeString path;
     icu::UnicodeString access;
   };

@@ -55,7 +55,7 @@ class RESTMessage {
   oss::SizeableBuffer<char, 0x4000> body_;
   oss::SizeableBuffer<char, 0x200> terminator_;
   std::uint32_t kind_;
-  bool hasAction_ = false;
+  bool headerBuilt_ = false;  // from then on the message has the properties of its operation
   std::uint32_t bodyLength_ = 0;
   const char* content_;
   std::uint32_t contentLength_;

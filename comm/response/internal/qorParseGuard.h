@@ -32,7 +32,7 @@ auto translatingParseFailures(Function parsePiece) {
 class HitsOfPiece {
  public:
   HitsOfPiece(std::string_view piece, ClientResponse& response)
-      : piece_(piece), response_(response), hits_(response.hits()) {}
+      : piece_(piece), response_(response) {}
 
   /// The hit whose payload is `length` bytes at `at`.
   void add(std::size_t at, std::size_t length, std::uint16_t status) {
@@ -47,14 +47,13 @@ class HitsOfPiece {
 
  private:
   void append(std::string_view payload, std::uint16_t status) {
-    HitAccess::append(hits_, payload, status);
-    response_.countHit();
+    HitAccess::append(response_.searchResponse_, payload, status);
+    ++response_.resultCount_;
   }
 
   std::string_view piece_;
   std::string_view kept_;
   ClientResponse& response_;
-  SearchResponse& hits_;
 };
 
 }  // namespace orvix::comm::detail

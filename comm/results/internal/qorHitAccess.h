@@ -38,20 +38,21 @@ struct HitAccess {
 
   /// Names `key`, equal bytes that belong to the list, instead of those that the hit was copied with.
   static void rename(SearchResult& hit, std::string_view key) {
-    // Never written through: only owned bytes are ever freed, and none are changed.
-    hit.rawKey_ = reinterpret_cast<unsigned char*>(const_cast<char*>(key.data()));
+    hit.rawKey_ = bytesOf(key);
     hit.rawKeyLength_ = static_cast<unsigned int>(key.size());
     hit.ownsRawKey_ = false;
+  }
+
+  /// As a record names them. Never written through: owned bytes are freed, and none are changed.
+  static unsigned char* bytesOf(std::string_view key) {
+    return reinterpret_cast<unsigned char*>(const_cast<char*>(key.data()));
   }
 
   [[nodiscard]] static std::string_view rawKey(const SearchResult& hit) {
     return {reinterpret_cast<const char*>(hit.rawKey_), hit.rawKeyLength_};
   }
 
-  /// Frees the raw key of a hit that owns it and is about to go.
-  static void freeRawKey(SearchResult& hit) noexcept {
-    if (hit.ownsRawKey_) delete[] hit.rawKey_;
-  }
+  [[nodiscard]] static bool ownsRawKey(const SearchResult& hit) { return hit.ownsRawKey_; }
 };
 
 }  // namespace orvix::comm::detail

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text out of the library: a UnicodeString becomes NUL-terminated UTF-8 in a growable buffer.
+// Text out of the library: a UnicodeString becomes UTF-8 in a growable buffer, alone or behind others.
 #pragma once
 
 #include <algorithm>
@@ -40,6 +40,31 @@ class Converter {
     }
     buffer.data()[needed] = '\0';
     return buffer.data();
+  }
+
+  /// Writes the UTF-8 form of `text`, without a NUL, behind the first `written` bytes of `buffer`,
+  /// which grows when it must; returns the bytes written then. Throws as convert().
+  template <std::size_t N>
+  static std::size_t append(const icu::UnicodeString& text, SizeableBuffer<char, N>& buffer,
+                            std::size_t written) {
+    makeRoom(buffer, written, 0);
+    const std::size_t room = buffer.length() - written;
+    const std::size_t needed = textToWire(text, buffer.data() + written, room);
+    if (needed > room) {
+      makeRoom(buffer, written, needed);
+      textToWire(text, buffer.data() + written, needed);
+    }
+    return written + needed;
+  }
+
+  /// Makes sure that `buffer` has room for `bytes` behind its first `written`. Throws as convert().
+  template <std::size_t N>
+  static void makeRoom(SizeableBuffer<char, N>& buffer, std::size_t written, std::size_t bytes) {
+    if (buffer.data() != nullptr && bytes <= buffer.length() - written) return;
+    if (bytes > LIMIT || written + bytes > LIMIT) raiseOutOfMemory();
+    const std::uint64_t wanted = std::max<std::uint64_t>({N, written + bytes, 2 * buffer.length()});
+    buffer.resize(std::min<std::uint64_t>(wanted, LIMIT));
+    if (buffer.data() == nullptr) raiseOutOfMemory();
   }
 };
 

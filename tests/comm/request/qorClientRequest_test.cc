@@ -64,6 +64,25 @@ TEST(ClientRequest, FilledAgainKeepsKeyContentFieldsAndANameThatTheNewKindLacks)
   EXPECT_EQ(request.getFields().size(), 1U);
 }
 
+/// A request that is built again as it was keeps its map; one that differs anywhere must not.
+TEST(ClientRequest, FilledAgainHasExactlyWhatItWasGivenLast) {
+  const util::ExtendedProperties maps[] = {
+      given(u"b", u"1"), given(u"b", u"2"),    given(u"bb", u"1"),        given(u"z", u"1"),
+      given(u"a", u"1"), given(u"mode", u"m"), util::ExtendedProperties()};
+  for (const auto& first : maps) {
+    for (const auto& second : maps) {
+      for (const auto kind : {ClientRequest::STREAM_SEARCH, ClientRequest::GET_STATUS}) {
+        ClientRequest request;
+        request.buildRequest(u"docs", ClientRequest::SCALAR_SEARCH, first);
+        request.buildRequest(u"docs", kind, second);
+        ClientRequest fresh;
+        fresh.buildRequest(u"docs", kind, second);
+        EXPECT_EQ(lines(request.getProperties()), lines(fresh.getProperties()));
+      }
+    }
+  }
+}
+
 TEST(ClientRequest, OwnsDeepCopiesOfItsFields) {
   auto original = std::make_unique<ClientRequest>();
   std::list<KVPair> fields{binaryPair("ab"), KVPair(u"t", u"w"), binaryPair("c")};
