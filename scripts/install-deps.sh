@@ -5,10 +5,10 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
-          nlohmann-json3-dev)
+          libsodium-dev nlohmann-json3-dev)
 for group in "$@"; do
   case $group in
-    test) packages+=(libgtest-dev libgmock-dev locales valgrind) ;;
+    test) packages+=(libgtest-dev libgmock-dev locales strace valgrind) ;;
     fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     bench) packages+=(libbenchmark-dev libhiredis-dev redis-server libcurl4-openssl-dev
                       libsimdjson-dev valgrind) ;;

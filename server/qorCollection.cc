@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Field list and configuration are metadata of the engine's database, so that one commit, copy or
-// rename covers them and the documents alike.
+// rename covers them and the documents alike. Changes are made in a transaction: without one the engine
+// commits by itself after some number of them, and when its writer goes away.
 #include "server/qorCollection.h"
 
+#include <ctime>
 #include <utility>
 
 #include "server/qorDocumentTerm.h"
 #include "server/qorIndexer.h"
 #include "server/qorRefusal.h"
+#include "server/qorSync.h"
 
 namespace orvix::server {
 
@@ -15,12 +18,16 @@ namespace {
 
 constexpr const char* CONFIG_KEY = "config";
 constexpr const char* FIELDS_KEY = "fields";
+constexpr const char* OUTCOMES_FILE = "outcomes";
 constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
 
 }  // namespace
 
 Collection::Collection(std::string name, std::filesystem::path folder)
-    : name_(std::move(name)), folder_(std::move(folder)), reader_(folder_.string()) {
+    : name_(std::move(name)),
+      folder_(std::move(folder)),
+      reader_(folder_.string()),
+      outcomes_(folder_ / OUTCOMES_FILE) {
   loadMetadata();
 }
 
@@ -66,7 +73,7 @@ void Collection::configure(Properties configuration, const std::string& language
 void Collection::commit() {
   if (pending_ != 0) {
     try {
-      writer().commit();
+      publish();
     } catch (...) {
       abandon();
       throw;
@@ -75,7 +82,19 @@ void Collection::commit() {
     pendingBytes_ = 0;
     lastError_.reset();
   }
-  outcomes_.settle();
+  outcomes_.settle(std::time(nullptr));
+}
+
+void Collection::publish() {
+  folderUnsynced_ = true;
+  writer().commit_transaction();
+  settleFolder();
+}
+
+void Collection::settleFolder() {
+  if (!folderUnsynced_) return;
+  syncFolder(folder_);
+  folderUnsynced_ = false;
 }
 
 Xapian::Database Collection::reader() {
@@ -99,7 +118,8 @@ void Collection::abandon() {
   const Fault fault = currentFault("Writing the collection " + inQuotes(name_) +
                                    " failed, and what was not committed is lost; send it again");
   lastError_ = fault;
-  outcomes_.failUnsettled(fault);
+  ++losses_;
+  outcomes_.failUnsettled(fault, std::time(nullptr));
   pending_ = 0;
   pendingBytes_ = 0;
   writer_.reset();
@@ -115,6 +135,8 @@ void Collection::abandon() {
 template <typename Change>
 void Collection::change(const Change& apply) {
   try {
+    settleFolder();
+    if (pending_ == 0) writer().begin_transaction();
     apply(writer());
   } catch (...) {
     abandon();

@@ -18,8 +18,12 @@
 namespace orvix::server {
 
 /// Searches read the last committed state; the writer is opened on the first change and then held.
+/// commit() returns once the changes are on disk for good: the engine syncs its files, but not the
+/// folder in which it publishes a revision by renaming.
 /// Errors:  an engine failure during a change or a commit loses all uncommitted changes: the
-///          outcomes say so, lastError() keeps the reason until a commit succeeds.
+///          outcomes say so, losses() counts it, lastError() keeps the reason until a commit succeeds.
+///          After a folder could not be synced nothing is written before it could be: the next
+///          revision would overwrite blocks of the one that a power cut brings back.
 /// Threads: one.
 class Collection {
  public:
@@ -47,6 +51,8 @@ class Collection {
   [[nodiscard]] const CollectionConfig& config() const noexcept { return config_; }
   [[nodiscard]] const FieldRegistry& fields() const noexcept { return fields_; }
   [[nodiscard]] std::uint64_t pending() const noexcept { return pending_; }
+  /// Grows whenever uncommitted changes were lost.
+  [[nodiscard]] std::uint64_t losses() const noexcept { return losses_; }
   [[nodiscard]] const std::optional<Fault>& lastError() const noexcept { return lastError_; }
   [[nodiscard]] Outcomes& outcomes() noexcept { return outcomes_; }
 
@@ -54,6 +60,8 @@ class Collection {
   Xapian::WritableDatabase& writer();
   void loadMetadata();
   void abandon();
+  void publish();
+  void settleFolder();
   template <typename Change>
   void change(const Change& apply);
 
@@ -65,6 +73,8 @@ class Collection {
   FieldRegistry fields_;
   Outcomes outcomes_;
   std::optional<Fault> lastError_;
+  bool folderUnsynced_ = false;  // a revision was published whose name may not be on disk yet
+  std::uint64_t losses_ = 0;
   std::uint64_t pending_ = 0;       // changes since the last commit
   std::uint64_t pendingBytes_ = 0;  // text among them, to bound what the engine holds in memory
 };

@@ -1,40 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stored form: key/value pairs as replies carry them; the kept properties follow the first two.
+// Stored form: key/value pairs; the kept properties follow the first two.
 #include "server/qorCollectionConfig.h"
 
 #include <array>
-#include <optional>
 
 #include "infra/bytes/internal/qorByteReader.h"
-#include "server/qorRefusal.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorServerWords.h"
+#include "server/qorStoredPairs.h"
 
 namespace orvix::server {
 
 namespace {
 
-struct Pair {
-  std::string key;
-  std::string value;
-};
-
-std::string takeRun(oss::ByteReader& reader) {
-  const auto length = reader.u16();
-  const auto run = length ? reader.bytes(*length) : std::nullopt;
-  if (!run) {
-    refuse(MessageId::STORAGE_FAILED,
-           "The collection's stored configuration is damaged; restore it");
-  }
-  return std::string(*run);
-}
-
-Pair takePair(oss::ByteReader& reader) {
-  Pair pair;
-  pair.key = takeRun(reader);
-  pair.value = takeRun(reader);
-  return pair;
-}
+constexpr const char* WHAT = "The collection's stored configuration";
 
 }  // namespace
 
@@ -49,10 +28,10 @@ std::string CollectionConfig::store() const {
 CollectionConfig CollectionConfig::load(std::string_view stored) {
   CollectionConfig config;
   oss::ByteReader reader(stored);
-  config.displayName = takePair(reader).value;
-  config.language = takePair(reader).value;
+  config.displayName = takeStoredPair(reader, WHAT).value;
+  config.language = takeStoredPair(reader, WHAT).value;
   while (reader.remaining() != 0) {
-    Pair pair = takePair(reader);
+    StoredPair pair = takeStoredPair(reader, WHAT);
     config.configuration.insert_or_assign(std::move(pair.key), std::move(pair.value));
   }
   return config;

@@ -34,11 +34,6 @@ Collection& CollectionStore::open(std::string_view name) {
   if (found != opened_.end()) return *found->second;
   requireExisting(name);
   auto opened = std::make_unique<Collection>(std::string(name), folderOf(name));
-  const auto kept = parked_.find(name);
-  if (kept != parked_.end()) {
-    opened->outcomes() = std::move(kept->second);
-    parked_.erase(kept);
-  }
   return *opened_.emplace(std::string(name), std::move(opened)).first->second;
 }
 
@@ -47,14 +42,7 @@ void CollectionStore::close(std::string_view name) {
   const auto found = opened_.find(name);
   if (found == opened_.end()) return;
   found->second->commit();
-  release(found);
-}
-
-void CollectionStore::release(Opened::iterator entry) {
-  if (entry->second->outcomes().size() != 0) {
-    parked_.insert_or_assign(entry->first, std::move(entry->second->outcomes()));
-  }
-  opened_.erase(entry);
+  opened_.erase(found);
 }
 
 void CollectionStore::install(std::string_view name, const fs::path& fresh) {
@@ -93,7 +81,7 @@ void CollectionStore::closeAll() {
     } catch (...) {
       if (!first) first = std::current_exception();
     }
-    release(opened_.begin());
+    opened_.erase(opened_.begin());
   }
   if (first) std::rethrow_exception(first);
 }
@@ -120,7 +108,6 @@ void CollectionStore::requireExisting(std::string_view name) const {
 
 void CollectionStore::forget(std::string_view name) {
   if (const auto found = opened_.find(name); found != opened_.end()) opened_.erase(found);
-  if (const auto kept = parked_.find(name); kept != parked_.end()) parked_.erase(kept);
 }
 
 }  // namespace orvix::server

@@ -27,7 +27,7 @@ class CollectionStore {
   void create(std::string_view name, const CollectionConfig& config);
   void drop(std::string_view name);
   [[nodiscard]] Collection& open(std::string_view name);
-  /// Commits and lets go of the handles; outcomes that nobody fetched are kept.
+  /// Commits and lets go of the handles.
   void close(std::string_view name);
   /// Puts the folder, built in scratch, in the collection's place, whether or not it exists.
   void install(std::string_view name, const std::filesystem::path& fresh);
@@ -49,11 +49,9 @@ class CollectionStore {
 
   void requireExisting(std::string_view name) const;
   void forget(std::string_view name);
-  void release(Opened::iterator entry);
 
   DataDirectory& directory_;
   Opened opened_;
-  std::map<std::string, Outcomes, std::less<>> parked_;  // outcomes of closed collections
 };
 
 }  // namespace orvix::server

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Renames keep readers from ever meeting half a folder.
+// Renames keep readers from ever meeting half a folder; what is renamed was synced before, and the
+// folder of the new name is synced afterwards, so that a power cut leaves the old or the new one.
 #include "server/qorDataDirectory.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <string>
 #include <sys/file.h>
@@ -9,10 +12,31 @@
 #include <utility>
 
 #include "server/qorRefusal.h"
+#include "server/qorSync.h"
 
 namespace orvix::server {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+/// In one step where the file system can: otherwise a crash between two would leave neither in place.
+void swapFolders(const fs::path& fresh, const fs::path& folder) {
+  if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, folder.c_str(), RENAME_EXCHANGE) == 0) return;
+  if (errno != EINVAL && errno != ENOSYS) refuseByErrno("Replacing", folder);
+  const fs::path old = fresh.string() + ".old";
+  fs::rename(folder, old);
+  fs::rename(fresh, folder);
+  fs::rename(old, fresh);
+}
+
+/// What cannot be removed now is removed at the next start: the change itself is done.
+void removeLeisurely(const fs::path& folder) {
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+}
+
+}  // namespace
 
 DataDirectory::DataDirectory(fs::path root) : root_(std::move(root)) {
   fs::create_directories(collections());
@@ -20,6 +44,7 @@ DataDirectory::DataDirectory(fs::path root) : root_(std::move(root)) {
   lock();
   fs::remove_all(root_ / "scratch");
   fs::create_directories(root_ / "scratch");
+  syncFolder(root_);
 }
 
 DataDirectory::~DataDirectory() {
@@ -41,20 +66,23 @@ fs::path DataDirectory::freshScratch() {
 }
 
 void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
-  fs::create_directories(folder.parent_path());
-  fs::path old;
+  const fs::path parent = folder.parent_path();
+  syncTree(fresh);
+  if (fs::create_directories(parent)) syncFolder(parent.parent_path());
   if (fs::exists(folder)) {
-    old = freshScratch();
-    fs::rename(folder, old);
+    swapFolders(fresh, folder);
+  } else {
+    fs::rename(fresh, folder);
   }
-  fs::rename(fresh, folder);
-  if (!old.empty()) fs::remove_all(old);
+  syncFolder(parent);
+  removeLeisurely(fresh);
 }
 
 void DataDirectory::discard(const fs::path& folder) {
   const fs::path old = freshScratch();
   fs::rename(folder, old);
-  fs::remove_all(old);
+  syncFolder(folder.parent_path());
+  removeLeisurely(old);
 }
 
 }  // namespace orvix::server

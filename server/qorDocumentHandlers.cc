@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Documents in and out. An answered change is committed before its answer; the documents of an
 // asynchronous batch wait for its end, or for whoever asks what became of them.
+#include <ctime>
 #include <deque>
 #include <utility>
 
@@ -17,7 +18,7 @@ namespace {
 
 constexpr std::size_t PIECE = 64U << 10U;
 
-/// The outcomes were taken from the collection; what a broken connection does not take is lost.
+/// Tells a copy: the collection keeps its outcomes until the peer is known to have got them.
 class OutcomeStream : public ReplyStream {
  public:
   explicit OutcomeStream(std::deque<Outcome> outcomes) : outcomes_(std::move(outcomes)) {}
@@ -43,6 +44,15 @@ std::string keyToDelete(const Frame& request) {
   const std::string_view key = valueOf(request.properties, words().documentKey);
   checkDocumentKey(key);
   return std::string(key);
+}
+
+/// The collection may be gone or another one by now; then there is nothing to forget.
+void forgetOutcomes(ServerContext& context, const std::string& name, std::uint64_t upTo) {
+  try {
+    context.store.open(name).outcomes().fetched(upTo);
+  } catch (...) {
+    logLine(currentFault("Forgetting fetched outcomes failed").text);
+  }
 }
 
 std::string whereOf(const Frame& request) {
@@ -101,7 +111,13 @@ Reply fetchOutcomes(ServerContext& context, const Frame& request) {
     // The outcomes say so, document by document.
   }
   Reply reply = plainSuccess();
-  reply.more = std::make_unique<OutcomeStream>(collection.outcomes().takeAll());
+  std::deque<Outcome> told = collection.outcomes().told(std::time(nullptr));
+  if (!told.empty()) {
+    reply.received = [&context, name = collection.name(), upTo = told.back().number] {
+      forgetOutcomes(context, name, upTo);
+    };
+  }
+  reply.more = std::make_unique<OutcomeStream>(std::move(told));
   return reply;
 }
 

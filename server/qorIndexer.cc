@@ -3,6 +3,8 @@
 // meets the former, a plain one the latter.
 #include "server/qorIndexer.h"
 
+#include <algorithm>
+
 #include "server/qorDocumentTerm.h"
 #include "server/qorLanguages.h"
 #include "server/qorRefusal.h"
@@ -16,6 +18,8 @@ namespace {
 
 /// Keeps a phrase from matching across two fields, or a field and the content.
 constexpr Xapian::termcount FIELD_GAP = 100;
+/// The engine's limit; it counts a zero byte as two.
+constexpr std::size_t MAX_TERM = 245;
 
 bool isTextType(std::string_view type) {
   const ServerWords& w = words();
@@ -48,6 +52,19 @@ void indexField(const DocumentField& field, const TextSettings& settings, FieldR
   }
 }
 
+/// The engine notices a term that is too long only when it stores the document, and then drops the
+/// whole batch.
+void checkTerms(const Xapian::Document& document) {
+  for (auto term = document.termlist_begin(); term != document.termlist_end(); ++term) {
+    const std::string text = *term;
+    const auto zeros = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\0'));
+    if (text.size() + zeros <= MAX_TERM) continue;
+    refuse(MessageId::TERM_TOO_LONG,
+           "The document gives the term " + inQuotes(text) + " of " + std::to_string(text.size()) +
+               " bytes, more than the engine takes; shorten the word or its field's name");
+  }
+}
+
 }  // namespace
 
 TextSettings textSettingsOf(const Properties& properties, const std::string& collectionLanguage) {
@@ -73,6 +90,7 @@ Xapian::Document buildDocument(const DocumentBody& body, const TextSettings& set
   for (const DocumentField& field : body.fields) {
     indexField(field, settings, registry, generator, document);
   }
+  checkTerms(document);
   return document;
 }
 

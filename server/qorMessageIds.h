@@ -19,6 +19,7 @@ enum class MessageId : std::size_t {
   CONTENT_TYPE_UNSUPPORTED,
   CHARSET_UNKNOWN,
   FIELD_INVALID,
+  TERM_TOO_LONG,
   COLLECTION_NAME_INVALID,
   COLLECTION_EXISTS,
   COLLECTION_UNKNOWN,
@@ -34,19 +35,27 @@ enum class MessageId : std::size_t {
 };
 
 /// Row n is the text of enumerator n.
-inline constexpr std::array<std::string_view, 20> MESSAGE_ID_TEXTS{
-    "SRV_REQUEST_MALFORMED",  "SRV_ACTION_UNKNOWN",       "SRV_BODY_MALFORMED",
-    "SRV_DOCUMENT_TOO_LARGE", "SRV_DOCUMENT_KEY_INVALID", "SRV_CONTENT_TYPE_UNSUPPORTED",
-    "SRV_CHARSET_UNKNOWN",    "SRV_FIELD_INVALID",        "SRV_COLLECTION_NAME_INVALID",
-    "SRV_COLLECTION_EXISTS",  "SRV_COLLECTION_UNKNOWN",   "SRV_QUERY_INVALID",
-    "SRV_NUMBER_INVALID",     "SRV_SORT_FIELD_UNKNOWN",   "SRV_BACKUP_NAME_INVALID",
-    "SRV_BACKUP_UNKNOWN",     "SRV_VERSION_UNSUPPORTED",  "SRV_STORAGE_FAILED",
-    "SRV_ENGINE_FAILED",      "SRV_INTERNAL_FAILURE",
+inline constexpr std::array<std::string_view, 21> MESSAGE_ID_TEXTS{
+    "SRV_REQUEST_MALFORMED",       "SRV_ACTION_UNKNOWN",       "SRV_BODY_MALFORMED",
+    "SRV_DOCUMENT_TOO_LARGE",      "SRV_DOCUMENT_KEY_INVALID", "SRV_CONTENT_TYPE_UNSUPPORTED",
+    "SRV_CHARSET_UNKNOWN",         "SRV_FIELD_INVALID",        "SRV_TERM_TOO_LONG",
+    "SRV_COLLECTION_NAME_INVALID", "SRV_COLLECTION_EXISTS",    "SRV_COLLECTION_UNKNOWN",
+    "SRV_QUERY_INVALID",           "SRV_NUMBER_INVALID",       "SRV_SORT_FIELD_UNKNOWN",
+    "SRV_BACKUP_NAME_INVALID",     "SRV_BACKUP_UNKNOWN",       "SRV_VERSION_UNSUPPORTED",
+    "SRV_STORAGE_FAILED",          "SRV_ENGINE_FAILED",        "SRV_INTERNAL_FAILURE",
 };
 static_assert(MESSAGE_ID_TEXTS.size() == static_cast<std::size_t>(MessageId::INTERNAL_FAILURE) + 1);
 
 [[nodiscard]] constexpr std::string_view messageIdText(MessageId id) noexcept {
   return MESSAGE_ID_TEXTS.at(static_cast<std::size_t>(id));
+}
+
+/// The inverse, for what was stored; INTERNAL_FAILURE for a text that is no row.
+[[nodiscard]] constexpr MessageId messageIdOf(std::string_view text) noexcept {
+  for (std::size_t i = 0; i < MESSAGE_ID_TEXTS.size(); ++i) {
+    if (MESSAGE_ID_TEXTS.at(i) == text) return static_cast<MessageId>(i);
+  }
+  return MessageId::INTERNAL_FAILURE;
 }
 
 }  // namespace orvix::server

@@ -1,43 +1,58 @@
 // SPDX-License-Identifier: Apache-2.0
-// What became of the documents of a collection's asynchronous batches, until somebody asks.
+// What became of the documents of a collection's asynchronous batches, until somebody asks or an hour
+// has passed.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <ctime>
 #include <deque>
-#include <optional>
+#include <filesystem>
 #include <string>
 
+#include "server/qorOutcomeFile.h"
 #include "server/qorRefusal.h"
 
 namespace orvix::server {
 
-struct Outcome {
-  std::string key;
-  std::optional<Fault> fault;  ///< nothing: indexed
-};
-
-/// In order of arrival. An outcome counts as provisional until its batch is committed.
-/// Limits: the oldest are dropped beyond MAX_KEPT.
+/// In order of arrival. An outcome counts as provisional until its batch is committed; only then it
+/// goes to the file, so that a restart never tells of a document which the commit did not take.
+/// Limits: the oldest are dropped beyond MAX_KEPT, and after KEPT_SECONDS.
+/// Errors: a file that cannot be written is tried again with the next batch; until then its outcomes
+///         are in memory only, and a restart leaves them unknown.
 class Outcomes {
  public:
   static constexpr std::size_t MAX_KEPT = 1000000;
+  static constexpr std::time_t KEPT_SECONDS = 3600;
 
-  void indexed(std::string key) { push({std::move(key), std::nullopt}); }
-  void rejected(std::string key, Fault fault) { push({std::move(key), std::move(fault)}); }
+  /// Takes up what an earlier run left in the file.
+  explicit Outcomes(std::filesystem::path file);
 
-  /// The batch is on disk: its outcomes stand.
-  void settle() noexcept { settled_ = kept_.size(); }
+  void indexed(std::string key) { push(std::move(key), std::nullopt); }
+  void rejected(std::string key, Fault fault) { push(std::move(key), std::move(fault)); }
+
+  /// The batch is on disk: its outcomes stand and follow it there.
+  void settle(std::time_t now);
   /// The batch was lost: its provisional successes become rejections.
-  void failUnsettled(const Fault& fault);
+  void failUnsettled(const Fault& fault, std::time_t now);
 
-  [[nodiscard]] std::deque<Outcome> takeAll();
+  /// All that stand and are young enough.
+  [[nodiscard]] std::deque<Outcome> told(std::time_t now);
+  /// Somebody has got them, up to this number.
+  void fetched(std::uint64_t upTo);
   [[nodiscard]] std::size_t size() const noexcept { return kept_.size(); }
 
  private:
-  void push(Outcome outcome);
+  void push(std::string key, std::optional<Fault> fault);
+  void dropFront();
+  void dropOld(std::time_t now);
+  void store();
 
+  OutcomeFile file_;
   std::deque<Outcome> kept_;
-  std::size_t settled_ = 0;
+  std::size_t settled_ = 0;  // at the front of kept_
+  std::size_t stored_ = 0;   // of those, in the file
+  std::uint64_t next_ = 0;
 };
 
 }  // namespace orvix::server

@@ -2,6 +2,7 @@
 // What the handling of one request hands to the session that writes it.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -23,8 +24,9 @@ class ReplyStream {
 struct Reply {
   std::string bytes;  ///< written first, in one piece; empty: the kind is not answered
   std::unique_ptr<ReplyStream> more;  ///< null when `bytes` is all
-  bool close = false;                 ///< close the connection afterwards
-  bool stop = false;                  ///< end the server afterwards
+  std::function<void()> received;  ///< if set: call it once the peer is known to have got the reply
+  bool close = false;              ///< close the connection afterwards
+  bool stop = false;               ///< end the server afterwards
 };
 
 }  // namespace orvix::server

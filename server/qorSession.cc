@@ -49,13 +49,21 @@ asio::awaitable<void> closeGently(Socket& socket) {
   }
 }
 
+void callOnce(std::function<void()>& receipt) {
+  if (receipt) std::exchange(receipt, nullptr)();
+}
+
 /// Answers every whole frame that has arrived; answers whether the connection goes on.
+/// A peer that sends another request has read the reply before it, for which `receipt` waits.
 asio::awaitable<bool> answerFrames(Socket& socket, FrameReader& frames, Dispatcher& dispatcher,
+                                   std::function<void()>& receipt,
                                    const std::function<void()>& stop) {
   while (auto frame = frames.next()) {
+    callOnce(receipt);
     Reply reply = dispatcher.handle(*frame);
     frame.reset();
     co_await writeReply(socket, reply);
+    receipt = std::move(reply.received);
     if (reply.stop) {
       stop();
       co_return false;
@@ -72,6 +80,7 @@ asio::awaitable<bool> answerFrames(Socket& socket, FrameReader& frames, Dispatch
 
 asio::awaitable<void> serveConnection(Socket socket, Dispatcher& dispatcher,
                                       std::function<void()> stop) {
+  std::function<void()> receipt;
   try {
     socket.set_option(asio::ip::tcp::no_delay(true));
     FrameReader frames;
@@ -81,10 +90,11 @@ asio::awaitable<void> serveConnection(Socket socket, Dispatcher& dispatcher,
       const std::size_t count =
           co_await socket.async_read_some(asio::buffer(*buffer), use_awaitable);
       frames.feed({buffer->data(), count});
-      open = co_await answerFrames(socket, frames, dispatcher, stop);
+      open = co_await answerFrames(socket, frames, dispatcher, receipt, stop);
     }
-  } catch (const std::system_error&) {
-    // The peer closed or reset the connection.
+  } catch (const std::system_error& error) {
+    // The peer closed the connection, which it does having read everything, or broke it.
+    if (error.code() == asio::error::eof) callOnce(receipt);
   }
 }
 

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "server/qorOutcomes.h"
 #include "tests/server/qorServerFixture.h"
 
 namespace orvix::server {
@@ -145,20 +144,6 @@ TEST_F(Collections, AFailedWriteTurnsTheBatchIntoRejections) {
 }
 
 TEST_F(Collections, OneServerHoldsADataDirectory) { EXPECT_THROW(DataDirectory{root()}, Refusal); }
-
-TEST(Outcomes, OnlyWhatIsNotSettledFails) {
-  Outcomes outcomes;
-  outcomes.indexed("settled");
-  outcomes.settle();
-  outcomes.indexed("unsettled");
-  outcomes.rejected("rejected", {MessageId::CHARSET_UNKNOWN, ""});
-  outcomes.failUnsettled({MessageId::ENGINE_FAILED, ""});
-  const auto all = outcomes.takeAll();
-  ASSERT_EQ(all.size(), 3U);
-  EXPECT_FALSE(all[0].fault);
-  EXPECT_EQ(all[1].fault->id, MessageId::ENGINE_FAILED);
-  EXPECT_EQ(all[2].fault->id, MessageId::CHARSET_UNKNOWN);
-}
 
 }  // namespace
 }  // namespace orvix::server

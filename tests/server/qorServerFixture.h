@@ -80,6 +80,7 @@ inline std::string wholeReply(Reply reply) {
     more = reply.more->next(piece);
     out += piece;
   }
+  if (reply.received) reply.received();
   return out;
 }
 
