@@ -22,6 +22,12 @@ std::string_view backupNameOf(const Frame& request) noexcept {
   return name.empty() ? valueOf(request.properties, words().opcode) : name;
 }
 
+OnExisting onExistingOf(const Frame& request) {
+  const std::string_view incremental = valueOf(request.properties, words().incremental);
+  if (incremental == words().stringFalse) return OnExisting::REPLACE;
+  return incremental == words().stringTrue ? OnExisting::KEEP : OnExisting::REFUSE;
+}
+
 }  // namespace
 
 std::string versionText() {
@@ -66,7 +72,7 @@ Reply backup(ServerContext& context, const Frame& request) {
 }
 
 Reply restore(ServerContext& context, const Frame& request) {
-  context.backups.restore(backupNameOf(request), collectionNameOf(request));
+  context.backups.restore(backupNameOf(request), collectionNameOf(request), onExistingOf(request));
   return plainSuccess();
 }
 

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// Copies are made in scratch, opened once as a check, and renamed into place.
+// Copies are made in scratch, checked, queried and renamed into place. The files are copied as they lie:
+// this runs on the thread of the writer, right after a commit, so nothing changes them.
 #include "server/qorBackup.h"
 
-#include <string>
-#include <vector>
+#include <utility>
 #include <xapian.h>
 
+#include "server/qorManifest.h"
 #include "server/qorNameEncoding.h"
 #include "server/qorRefusal.h"
+#include "server/qorServerWords.h"
 
 namespace orvix::server {
 
@@ -15,9 +17,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Fails with the engine's error when the folder does not hold a whole collection.
-void proveReadable(std::string_view name, const fs::path& folder) {
-  static_cast<void>(Collection(std::string(name), folder).reader().get_doccount());
+/// Fails with the engine's error when the folder does not hold a whole collection that answers.
+void proveSearchable(std::string_view name, const fs::path& folder) {
+  const Xapian::Database copy = Collection(std::string(name), folder).reader();
+  Xapian::Enquire everything(copy);
+  everything.set_query(Xapian::Query::MatchAll);
+  const Xapian::MSet hits = everything.get_mset(0, 1);
+  if (!hits.empty()) static_cast<void>(hits.begin().get_document().get_data());
 }
 
 }  // namespace
@@ -32,19 +38,31 @@ void Backups::take(std::string_view backup, std::string_view collection) {
   fs::create_directories(target);
 }
 
-void Backups::restore(std::string_view backup, std::string_view collection) {
+void Backups::restore(std::string_view backup, std::string_view collection, OnExisting onExisting) {
   const fs::path source = folderOf(backup);
   if (!fs::is_directory(source)) {
     refuse(MessageId::BACKUP_UNKNOWN, "There is no backup " + inQuotes(backup) + " on this server");
   }
-  if (!collection.empty()) {
-    restoreOne(source, collection);
-    return;
+  std::vector<std::string> names{std::string(collection)};
+  if (collection.empty()) names = heldBy(source);
+  for (const std::string& name : names) {
+    if (onExisting != OnExisting::REFUSE || !store_.exists(name)) continue;
+    refuse(MessageId::COLLECTION_EXISTS,
+           "The collection " + inQuotes(name) + " exists; drop it first, or send " +
+               inQuotes(words().incremental) + " as \"false\" to replace it");
   }
+  for (const std::string& name : names) {
+    if (onExisting != OnExisting::KEEP || !store_.exists(name)) restoreOne(source, name);
+  }
+}
+
+std::vector<std::string> Backups::heldBy(const fs::path& source) const {
+  std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(source)) {
-    const auto name = nameOfFolder(entry.path().filename().string());
-    if (name) restoreOne(source, *name);
+    auto name = nameOfFolder(entry.path().filename().string());
+    if (name) names.push_back(std::move(*name));
   }
+  return names;
 }
 
 fs::path Backups::folderOf(std::string_view backup) const {
@@ -61,8 +79,9 @@ void Backups::takeOne(const fs::path& target, std::string_view collection) {
   Collection& source = store_.open(collection);
   source.commit();
   const fs::path fresh = directory_.freshScratch();
-  source.reader().compact(fresh.string(), Xapian::DBCOMPACT_NO_RENUMBER);
-  proveReadable(collection, fresh);
+  copyWithManifest(source.folder(), fresh);
+  checkManifest(fresh);
+  proveSearchable(collection, fresh);
   directory_.replace(target / store_.folderOf(collection).filename(), fresh);
 }
 
@@ -71,9 +90,11 @@ void Backups::restoreOne(const fs::path& source, std::string_view collection) {
   if (!fs::is_directory(copy)) {
     refuse(MessageId::BACKUP_UNKNOWN, "The backup holds no collection " + inQuotes(collection));
   }
+  checkManifest(copy);
   const fs::path fresh = directory_.freshScratch();
-  fs::copy(copy, fresh, fs::copy_options::recursive);
-  proveReadable(collection, fresh);
+  copyListed(copy, fresh);
+  Collection::complete(fresh);
+  proveSearchable(collection, fresh);
   store_.install(collection, fresh);
 }
 

@@ -2,16 +2,26 @@
 // Takes and restores named backups below the data directory. A backup is a name, never a path.
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "server/qorCollectionStore.h"
 #include "server/qorDataDirectory.h"
 
 namespace orvix::server {
 
-/// Layout: backups/<encoded backup name>/<encoded collection name>/, each a compacted copy of one
-///         collection with its configuration. A collection's copy is replaced as a whole.
-/// Throws: BACKUP_NAME_INVALID, BACKUP_UNKNOWN, and what the store throws.
+/// What a restore does about a collection that is there.
+enum class OnExisting : std::uint32_t {
+  REFUSE = 1,   // restore nothing
+  REPLACE = 2,  // take the backup's
+  KEEP = 3      // restore only what is not there
+};
+
+/// Layout: backups/<encoded backup name>/<encoded collection name>/, each a copy of one collection with
+///         its configuration and a list of hashes. A collection's copy is replaced as a whole.
+/// Throws: BACKUP_NAME_INVALID, BACKUP_UNKNOWN, BACKUP_DAMAGED, and what the store throws.
 class Backups {
  public:
   /// Borrows both, for its whole life.
@@ -21,12 +31,14 @@ class Backups {
   /// An empty `collection` means all of them; of a backup of all, the collections that are gone by
   /// the next one stay in it.
   void take(std::string_view backup, std::string_view collection);
-  /// Replaces the collection, or all that the backup holds. Uncommitted changes and outcomes go.
-  void restore(std::string_view backup, std::string_view collection);
+  /// Puts back the collection, or all that the backup holds. Of one that is replaced, uncommitted changes
+  /// and outcomes go. Throws COLLECTION_EXISTS before anything is changed.
+  void restore(std::string_view backup, std::string_view collection, OnExisting onExisting);
 
  private:
   [[nodiscard]] std::filesystem::path folderOf(std::string_view backup) const;
   void takeOne(const std::filesystem::path& target, std::string_view collection);
+  [[nodiscard]] std::vector<std::string> heldBy(const std::filesystem::path& source) const;
   void restoreOne(const std::filesystem::path& source, std::string_view collection);
 
   DataDirectory& directory_;

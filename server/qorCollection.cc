@@ -5,6 +5,7 @@
 #include "server/qorCollection.h"
 
 #include <ctime>
+#include <fstream>
 #include <utility>
 
 #include "server/qorDocumentTerm.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr const char* CONFIG_KEY = "config";
 constexpr const char* FIELDS_KEY = "fields";
-constexpr const char* OUTCOMES_FILE = "outcomes";
 constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
 
 }  // namespace
@@ -36,6 +36,12 @@ void Collection::write(const std::filesystem::path& folder, const CollectionConf
   fresh.set_metadata(CONFIG_KEY, config.store());
   fresh.commit();
   fresh.close();
+  complete(folder);
+}
+
+/// The file's name is synced with the folder, so that later only its bytes have to be.
+void Collection::complete(const std::filesystem::path& folder) {
+  std::ofstream(folder / OUTCOMES_FILE).close();
 }
 
 void Collection::add(const DocumentBody& body, const Properties& request) {

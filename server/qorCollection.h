@@ -27,11 +27,15 @@ namespace orvix::server {
 /// Threads: one.
 class Collection {
  public:
+  static constexpr const char* OUTCOMES_FILE = "outcomes";
+
   Collection(std::string name, std::filesystem::path folder);
   Collection(const Collection&) = delete;
   Collection& operator=(const Collection&) = delete;
   ~Collection() = default;
 
+  /// Prepares a folder that holds the engine's files for becoming a collection.
+  static void complete(const std::filesystem::path& folder);
   /// Writes a new, empty collection into `folder`, which must not exist.
   static void write(const std::filesystem::path& folder, const CollectionConfig& config);
 
@@ -48,6 +52,7 @@ class Collection {
   [[nodiscard]] Xapian::Database reader();
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  [[nodiscard]] const std::filesystem::path& folder() const noexcept { return folder_; }
   [[nodiscard]] const CollectionConfig& config() const noexcept { return config_; }
   [[nodiscard]] const FieldRegistry& fields() const noexcept { return fields_; }
   [[nodiscard]] std::uint64_t pending() const noexcept { return pending_; }

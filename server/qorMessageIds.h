@@ -28,6 +28,7 @@ enum class MessageId : std::size_t {
   SORT_FIELD_UNKNOWN,
   BACKUP_NAME_INVALID,
   BACKUP_UNKNOWN,
+  BACKUP_DAMAGED,
   VERSION_UNSUPPORTED,
   STORAGE_FAILED,
   ENGINE_FAILED,
@@ -35,14 +36,15 @@ enum class MessageId : std::size_t {
 };
 
 /// Row n is the text of enumerator n.
-inline constexpr std::array<std::string_view, 21> MESSAGE_ID_TEXTS{
+inline constexpr std::array<std::string_view, 22> MESSAGE_ID_TEXTS{
     "SRV_REQUEST_MALFORMED",       "SRV_ACTION_UNKNOWN",       "SRV_BODY_MALFORMED",
     "SRV_DOCUMENT_TOO_LARGE",      "SRV_DOCUMENT_KEY_INVALID", "SRV_CONTENT_TYPE_UNSUPPORTED",
     "SRV_CHARSET_UNKNOWN",         "SRV_FIELD_INVALID",        "SRV_TERM_TOO_LONG",
     "SRV_COLLECTION_NAME_INVALID", "SRV_COLLECTION_EXISTS",    "SRV_COLLECTION_UNKNOWN",
     "SRV_QUERY_INVALID",           "SRV_NUMBER_INVALID",       "SRV_SORT_FIELD_UNKNOWN",
-    "SRV_BACKUP_NAME_INVALID",     "SRV_BACKUP_UNKNOWN",       "SRV_VERSION_UNSUPPORTED",
-    "SRV_STORAGE_FAILED",          "SRV_ENGINE_FAILED",        "SRV_INTERNAL_FAILURE",
+    "SRV_BACKUP_NAME_INVALID",     "SRV_BACKUP_UNKNOWN",       "SRV_BACKUP_DAMAGED",
+    "SRV_VERSION_UNSUPPORTED",     "SRV_STORAGE_FAILED",       "SRV_ENGINE_FAILED",
+    "SRV_INTERNAL_FAILURE",
 };
 static_assert(MESSAGE_ID_TEXTS.size() == static_cast<std::size_t>(MessageId::INTERNAL_FAILURE) + 1);
 

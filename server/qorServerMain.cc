@@ -48,7 +48,14 @@ Tokens tokensOf(const Options& options, const ListenAddress& address) {
   return Tokens();
 }
 
+/// A file that may not grow and a reader that has left are errors of the call at hand.
+void ignoreDeadlySignals() {
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
 void run(const Options& options) {
+  ignoreDeadlySignals();
   const ListenAddress address = listenAddressOf(options.listen);
   const Tokens tokens = tokensOf(options, address);
   DataDirectory directory(options.data);

@@ -35,6 +35,7 @@ void fillRequestKeys(ServerWords& all) {
   all.documentKey = utf8Of(Defs::PARAM_DOCUMENT_ID);
   all.collectionDir = utf8Of(Defs::PARAM_COLLECTION_DIR);
   all.opcode = utf8Of(Defs::PARAM_OPCODE);
+  all.incremental = utf8Of(Defs::PARAM_INCREMENTAL);
 }
 
 void fillSearchKeys(ServerWords& all) {
@@ -65,6 +66,7 @@ void fillValues(ServerWords& all) {
   all.scalar = utf8Of(shared::SCALAR);
   all.sortByScore = utf8Of(Defs::PARAM_SORT_BY_SCORE);
   all.unsorted = utf8Of(Defs::PARAM_UNSORTED);
+  all.stringTrue = utf8Of(Defs::STRING_true);
   all.stringFalse = utf8Of(Defs::STRING_false);
   all.normalized = utf8Of(shared::NORMALIZED);
   all.protocolVersion = utf8Of(shared::PROTOCOL_VERSION);

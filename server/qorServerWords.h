@@ -11,12 +11,12 @@ struct ServerWords {
   // Keys of header lines.
   std::string action, mode, authorization, contentLength, version, supportedServerVersions;
   std::string actionType, authToken, tablePassword, tableUser;
-  std::string collection, displayName, documentKey, collectionDir, opcode;
+  std::string collection, displayName, documentKey, collectionDir, opcode, incremental;
   std::string query, queryLanguage, start, size, resultLimit, scoreWanted, scoreType, sortField;
   std::string documentLanguage, knownLanguage, fallbackLanguage, locale;
   std::string charset, knownCharset, mimeType, knownDocumentType;
   // Values.
-  std::string scalar, sortByScore, unsorted, stringFalse, normalized, protocolVersion;
+  std::string scalar, sortByScore, unsorted, stringTrue, stringFalse, normalized, protocolVersion;
   std::string utf8, defaultLanguage, versionRange, versionList;
   std::string typeText, typeXml, typeUndefined, typeUnknown;
   // Punctuation of the header text.

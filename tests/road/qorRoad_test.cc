@@ -150,7 +150,12 @@ TEST_F(Road, EveryKindDoesWhatItsNameSays) {
   send(Request::DELETE_DOCUMENT, {"two", ""});
   ask(Request::UPDATE_INDEX);
   EXPECT_EQ(search("river"), std::vector<std::string>{"one"});
-  ask(Request::RESTORE, {{StaticDefs::PARAM_COLLECTION_DIR, u"before"}});
+  EXPECT_EQ(refusal([&] {
+              ask(Request::RESTORE, {{StaticDefs::PARAM_COLLECTION_DIR, u"before"}});
+            }),
+            "SRV_COLLECTION_EXISTS");
+  ask(Request::RESTORE,
+      {{StaticDefs::PARAM_COLLECTION_DIR, u"before"}, {StaticDefs::PARAM_INCREMENTAL, u"false"}});
   EXPECT_EQ(sorted(search("river")), rivers);
 
   ask(Request::TAKEOVER);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Life of collections and documents: batches and their outcomes, restarts, backup and restore.
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -107,7 +108,11 @@ TEST_F(Collections, BackupBringsBackWhatItSaw) {
   ASSERT_EQ(verdict("backup", {{"index", "c"}, {"dataDir", "../one"}}), "status 1");
   ASSERT_EQ(verdict("backup", {{"dataDir", "all"}}), "status 1");
   add("later", "word");
-  ASSERT_EQ(verdict("restore", {{"index", "c"}, {"dataDir", "../one"}}), "status 1");
+  EXPECT_EQ(verdict("restore", {{"index", "c"}, {"dataDir", "../one"}}), "SRV_COLLECTION_EXISTS");
+  EXPECT_EQ(verdict("restore", {{"dataDir", "all"}, {"incremental", "true"}}), "status 1");
+  EXPECT_EQ(find("word").size(), 3U);
+  ASSERT_EQ(verdict("restore", {{"index", "c"}, {"dataDir", "../one"}, {"incremental", "false"}}),
+            "status 1");
   EXPECT_EQ(find("word").size(), 2U);
   EXPECT_EQ(find("title:basics"), Keys{"k"});
   for (const char* name : {"c", "other"}) {
@@ -125,12 +130,17 @@ TEST_F(Collections, BackupBringsBackWhatItSaw) {
 
 TEST_F(Collections, ADamagedBackupIsNotInstalled) {
   add("k", "word");
-  ASSERT_EQ(verdict("backup", {{"index", "c"}, {"opcode", "b"}}), "status 1");
-  for (const auto& file : std::filesystem::directory_iterator(root() / "backups" / "n-b" / "n-c")) {
-    std::ofstream(file.path(), std::ios::trunc) << "damaged";
+  const auto copy = root() / "backups" / "n-b" / "n-c";
+  const Properties named{{"index", "c"}, {"opcode", "b"}, {"incremental", "false"}};
+  for (const auto& damage : std::vector<std::function<void()>>{
+           [&] { std::ofstream(copy / "postlist.glass", std::ios::app) << 'x'; },
+           [&] { std::filesystem::remove(copy / "docdata.glass"); },
+           [&] { std::filesystem::remove(copy / "manifest"); }}) {
+    ASSERT_EQ(verdict("backup", named), "status 1");
+    damage();
+    EXPECT_EQ(verdict("restore", named), "SRV_BACKUP_DAMAGED");
+    EXPECT_EQ(find("word"), Keys{"k"});
   }
-  EXPECT_EQ(verdict("restore", {{"index", "c"}, {"opcode", "b"}}), "SRV_ENGINE_FAILED");
-  EXPECT_EQ(find("word"), Keys{"k"});
 }
 
 TEST_F(Collections, AFailedWriteTurnsTheBatchIntoRejections) {

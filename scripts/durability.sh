@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Kills the server at every system call that writes, fails every sync, fills the disk, and looks at the
+# order of syncs and replies. Ends with exit code 0 when nothing that was acknowledged is lost.
+# Usage: scripts/durability.sh [PRESET]   (dev unless given)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+preset=${1:-dev}
+
+bash scripts/install-deps.sh test
+cmake --preset "$preset"
+cmake --build --preset "$preset" --parallel 2 --target durability
+tool=build/$preset/tests/durability/durability
+server=build/$preset/server/qorserver
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
+for mode in order kill sync full; do
+  "$tool" "$mode" "$server"
+done

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/durability/qorWatchedServer.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <poll.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace orvix::durability {
+
+namespace {
+
+constexpr int START_LIMIT_MS = 30000;
+constexpr auto EXIT_LIMIT = std::chrono::seconds(30);
+
+std::string firstLine(int descriptor) {
+  std::string line;
+  pollfd polled{descriptor, POLLIN, 0};
+  char c = 0;
+  while (::poll(&polled, 1, START_LIMIT_MS) > 0 && ::read(descriptor, &c, 1) == 1 && c != '\n') {
+    line += c;
+  }
+  return line;
+}
+
+/// The tracer's child. A tracer that dies lets it run on, so it is ended by its own number.
+pid_t childOf(pid_t process) {
+  const std::string number = std::to_string(process);
+  std::ifstream children("/proc/" + number + "/task/" + number + "/children");
+  pid_t child = -1;
+  children >> child;
+  return children ? child : -1;
+}
+
+/// A process that is nobody's child here: until it is gone it holds the lock of its data directory.
+void awaitGone(pid_t process) {
+  const auto deadline = std::chrono::steady_clock::now() + EXIT_LIMIT;
+  while (process > 0 && ::kill(process, 0) == 0 && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+}  // namespace
+
+WatchedServer::WatchedServer(const std::string& program, const std::string& data,
+                             const std::vector<std::string>& tracer) {
+  std::vector<std::string> words = tracer;
+  words.insert(words.end(), {program, "--data", data, "--listen", "127.0.0.1:0"});
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
+  process_ = ::fork();
+  if (process_ == 0) {
+    ::dup2(ends[1], STDOUT_FILENO);
+    ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+    ::execvp(arguments[0], arguments.data());
+    ::_exit(127);
+  }
+  ::close(ends[1]);
+  const std::string line = firstLine(ends[0]);
+  ::close(ends[0]);
+  const std::size_t colon = line.rfind(':');
+  if (colon != std::string::npos) port_ = static_cast<unsigned>(std::stoul(line.substr(colon + 1)));
+}
+
+WatchedServer::~WatchedServer() {
+  if (process_ <= 0) return;
+  const pid_t child = childOf(process_);
+  if (child > 0) ::kill(child, SIGKILL);
+  ::kill(process_, SIGKILL);
+  ::waitpid(process_, nullptr, 0);
+  awaitGone(child);
+}
+
+void WatchedServer::limitFileSize(unsigned long long bytes) const {
+  rlimit limit{};
+  ::prlimit(process_, RLIMIT_FSIZE, nullptr, &limit);
+  limit.rlim_cur = bytes;
+  ::prlimit(process_, RLIMIT_FSIZE, &limit, nullptr);
+}
+
+bool WatchedServer::terminate() {
+  ::kill(process_, SIGTERM);
+  const auto deadline = std::chrono::steady_clock::now() + EXIT_LIMIT;
+  while (std::chrono::steady_clock::now() < deadline) {
+    int status = 0;
+    if (::waitpid(process_, &status, WNOHANG) == process_) {
+      process_ = -1;
+      return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return false;
+}
+
+}  // namespace orvix::durability

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// A server process under a system call tracer that kills it, or fails its calls, at a chosen point.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace orvix::durability {
+
+/// Started by the constructor; whatever is left of it is killed by the destructor.
+class WatchedServer {
+ public:
+  /// `tracer` is the tracer's command line without the server's; empty: no tracer.
+  WatchedServer(const std::string& program, const std::string& data,
+                const std::vector<std::string>& tracer);
+  WatchedServer(const WatchedServer&) = delete;
+  WatchedServer& operator=(const WatchedServer&) = delete;
+  ~WatchedServer();
+
+  /// 0 when the server ended before it listened.
+  [[nodiscard]] unsigned port() const noexcept { return port_; }
+  /// Files of the server may have this many bytes from now on; RLIM_INFINITY lifts the limit.
+  void limitFileSize(unsigned long long bytes) const;
+  /// SIGTERM; answers whether the server then ended with exit code 0, within a bound. Untraced only.
+  bool terminate();
+
+ private:
+  pid_t process_ = -1;  // the tracer, or the server itself
+  unsigned port_ = 0;
+};
+
+}  // namespace orvix::durability
