@@ -95,12 +95,21 @@ UnicodeString lineText(std::string_view bytes) {
   return UnicodeString::fromUTF8(clean);
 }
 
+/// Of that, what a key can carry: the server takes no control characters there.
+UnicodeString keyText(std::string_view bytes) {
+  std::string clean(bytes);
+  for (char& c : clean) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '_';
+  }
+  return lineText(clean);
+}
+
 /// A request made from an input. Owns what the request borrows.
 struct Asked {
   explicit Asked(Input& input) : kind(KINDS[input.byte() % 6]) {
     util::ExtendedProperties properties;
     for (unsigned int count = input.byte() % 4U; count != 0; --count) {
-      properties.putProperty("p" + lineText(input.take(input.byte() % 8U)),
+      properties.putProperty("p" + keyText(input.take(input.byte() % 8U)),
                              lineText(input.take(input.byte())));
     }
     request.buildRequest(UnicodeString("c", ""), static_cast<ClientRequest::REQUEST>(kind),

@@ -37,13 +37,14 @@ std::string versionText() {
 
 Reply serverStatus(ServerContext& context, const Frame& request) {
   if (!collectionNameOf(request).empty()) {
-    static_cast<void>(collectionOf(context, request));  // fails when there is none of that name
+    context.store.requireExisting(collectionNameOf(request));
   }
   Reply reply;
-  if (const auto fault = context.store.lastError()) {
+  const Board& board = context.readers.board();
+  if (const auto fault = board.lastError()) {
     putError(reply.bytes, *fault);
   } else {
-    putStatus(reply.bytes, context.store.busy() ? wire::WITH_SCORE : wire::OK);
+    putStatus(reply.bytes, board.busy() ? wire::WITH_SCORE : wire::OK);
   }
   return reply;
 }

@@ -6,6 +6,8 @@
 
 #include <ctime>
 #include <fstream>
+#include <mutex>
+#include <shared_mutex>
 #include <utility>
 
 #include "server/qorDocumentTerm.h"
@@ -23,9 +25,10 @@ constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
 
 }  // namespace
 
-Collection::Collection(std::string name, std::filesystem::path folder)
+Collection::Collection(std::string name, std::filesystem::path folder, Board* board)
     : name_(std::move(name)),
       folder_(std::move(folder)),
+      board_(board),
       reader_(folder_.string()),
       outcomes_(folder_ / OUTCOMES_FILE) {
   loadMetadata();
@@ -89,11 +92,21 @@ void Collection::commit() {
     lastError_.reset();
   }
   outcomes_.settle(std::time(nullptr));
+  report();
+}
+
+void Collection::report() {
+  if (board_ != nullptr) board_->report(name_, pending_ != 0, lastError_);
 }
 
 void Collection::publish() {
   folderUnsynced_ = true;
-  writer().commit_transaction();
+  {
+    std::unique_lock<std::shared_mutex> alone;
+    if (board_ != nullptr) alone = std::unique_lock(board_->publishing());
+    writer().commit_transaction();
+  }
+  if (board_ != nullptr) board_->committed();
   settleFolder();
 }
 
@@ -114,8 +127,16 @@ Xapian::WritableDatabase& Collection::writer() {
 }
 
 void Collection::loadMetadata() {
-  config_ = CollectionConfig::load(reader_.get_metadata(CONFIG_KEY));
-  fields_ = FieldRegistry::load(reader_.get_metadata(FIELDS_KEY));
+  config_ = configIn(reader_);
+  fields_ = fieldsIn(reader_);
+}
+
+CollectionConfig Collection::configIn(const Xapian::Database& database) {
+  return CollectionConfig::load(database.get_metadata(CONFIG_KEY));
+}
+
+FieldRegistry Collection::fieldsIn(const Xapian::Database& database) {
+  return FieldRegistry::load(database.get_metadata(FIELDS_KEY));
 }
 
 /// Called while an exception is handled. The engine's writer has dropped its changes or is in an
@@ -124,10 +145,12 @@ void Collection::abandon() {
   const Fault fault = currentFault("Writing the collection " + inQuotes(name_) +
                                    " failed, and what was not committed is lost; send it again");
   lastError_ = fault;
+  lastLoss_ = fault;
   ++losses_;
   outcomes_.failUnsettled(fault, std::time(nullptr));
   pending_ = 0;
   pendingBytes_ = 0;
+  report();
   writer_.reset();
   try {
     reader_.reopen();
@@ -148,7 +171,7 @@ void Collection::change(const Change& apply) {
     abandon();
     throw;
   }
-  ++pending_;
+  if (++pending_ == 1) report();
 }
 
 }  // namespace orvix::server

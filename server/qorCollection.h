@@ -9,6 +9,7 @@
 #include <string_view>
 #include <xapian.h>
 
+#include "server/qorBoard.h"
 #include "server/qorCollectionConfig.h"
 #include "server/qorDocumentBody.h"
 #include "server/qorFieldRegistry.h"
@@ -24,15 +25,20 @@ namespace orvix::server {
 ///          outcomes say so, losses() counts it, lastError() keeps the reason until a commit succeeds.
 ///          After a folder could not be synced nothing is written before it could be: the next
 ///          revision would overwrite blocks of the one that a power cut brings back.
-/// Threads: one.
+/// Threads: that of the writer. Searches have handles of their own, see Readers.
 class Collection {
  public:
   static constexpr const char* OUTCOMES_FILE = "outcomes";
 
-  Collection(std::string name, std::filesystem::path folder);
+  /// Borrows: the board, for its whole life; null for a collection that nobody else looks at.
+  Collection(std::string name, std::filesystem::path folder, Board* board = nullptr);
   Collection(const Collection&) = delete;
   Collection& operator=(const Collection&) = delete;
   ~Collection() = default;
+
+  /// What the revision that `database` shows says about its collection.
+  [[nodiscard]] static CollectionConfig configIn(const Xapian::Database& database);
+  [[nodiscard]] static FieldRegistry fieldsIn(const Xapian::Database& database);
 
   /// Prepares a folder that holds the engine's files for becoming a collection.
   static void complete(const std::filesystem::path& folder);
@@ -58,12 +64,15 @@ class Collection {
   [[nodiscard]] std::uint64_t pending() const noexcept { return pending_; }
   /// Grows whenever uncommitted changes were lost.
   [[nodiscard]] std::uint64_t losses() const noexcept { return losses_; }
+  /// The reason of the last loss; there is one when losses() is not 0.
+  [[nodiscard]] const Fault& lastLoss() const noexcept { return lastLoss_; }
   [[nodiscard]] const std::optional<Fault>& lastError() const noexcept { return lastError_; }
   [[nodiscard]] Outcomes& outcomes() noexcept { return outcomes_; }
 
  private:
   Xapian::WritableDatabase& writer();
   void loadMetadata();
+  void report();
   void abandon();
   void publish();
   void settleFolder();
@@ -72,12 +81,14 @@ class Collection {
 
   std::string name_;
   std::filesystem::path folder_;
+  Board* board_;
   Xapian::Database reader_;
   std::optional<Xapian::WritableDatabase> writer_;
   CollectionConfig config_;
   FieldRegistry fields_;
   Outcomes outcomes_;
   std::optional<Fault> lastError_;
+  Fault lastLoss_;
   bool folderUnsynced_ = false;  // a revision was published whose name may not be on disk yet
   std::uint64_t losses_ = 0;
   std::uint64_t pending_ = 0;       // changes since the last commit

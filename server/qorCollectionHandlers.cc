@@ -19,6 +19,12 @@ Reply plainSuccess() {
   return reply;
 }
 
+Reply successAfterCommit(Collection& collection) {
+  Reply reply = plainSuccess();
+  reply.ticket = CommitTicket{&collection, collection.losses()};
+  return reply;
+}
+
 std::string_view collectionNameOf(const Frame& request) noexcept {
   return valueOf(request.properties, words().collection);
 }
@@ -43,7 +49,7 @@ Reply dropCollection(ServerContext& context, const Frame& request) {
 }
 
 Reply openCollection(ServerContext& context, const Frame& request) {
-  static_cast<void>(collectionOf(context, request).reader());
+  static_cast<void>(context.readers.take(collectionNameOf(request)));
   return plainSuccess();
 }
 
@@ -53,8 +59,7 @@ Reply closeCollection(ServerContext& context, const Frame& request) {
 }
 
 Reply updateIndex(ServerContext& context, const Frame& request) {
-  collectionOf(context, request).commit();
-  return plainSuccess();
+  return successAfterCommit(collectionOf(context, request));
 }
 
 Reply configureCollection(ServerContext& context, const Frame& request) {

@@ -33,7 +33,8 @@ Collection& CollectionStore::open(std::string_view name) {
   const auto found = opened_.find(name);
   if (found != opened_.end()) return *found->second;
   requireExisting(name);
-  auto opened = std::make_unique<Collection>(std::string(name), folderOf(name));
+  auto opened =
+      std::make_unique<Collection>(std::string(name), folderOf(name), &directory_.board());
   return *opened_.emplace(std::string(name), std::move(opened)).first->second;
 }
 
@@ -43,6 +44,7 @@ void CollectionStore::close(std::string_view name) {
   if (found == opened_.end()) return;
   found->second->commit();
   opened_.erase(found);
+  directory_.board().forget(std::string(name));
 }
 
 void CollectionStore::install(std::string_view name, const fs::path& fresh) {
@@ -81,23 +83,10 @@ void CollectionStore::closeAll() {
     } catch (...) {
       if (!first) first = std::current_exception();
     }
+    directory_.board().forget(opened_.begin()->first);
     opened_.erase(opened_.begin());
   }
   if (first) std::rethrow_exception(first);
-}
-
-bool CollectionStore::busy() const noexcept {
-  for (const auto& [name, collection] : opened_) {
-    if (collection->pending() != 0) return true;
-  }
-  return false;
-}
-
-std::optional<Fault> CollectionStore::lastError() const {
-  for (const auto& [name, collection] : opened_) {
-    if (collection->lastError()) return collection->lastError();
-  }
-  return std::nullopt;
 }
 
 void CollectionStore::requireExisting(std::string_view name) const {
@@ -108,6 +97,7 @@ void CollectionStore::requireExisting(std::string_view name) const {
 
 void CollectionStore::forget(std::string_view name) {
   if (const auto found = opened_.find(name); found != opened_.end()) opened_.erase(found);
+  directory_.board().forget(std::string(name));
 }
 
 }  // namespace orvix::server

@@ -18,6 +18,7 @@ namespace orvix::server {
 
 /// Owns the open collections; a returned reference lives until its collection is closed or dropped.
 /// Throws: COLLECTION_NAME_INVALID for an empty or too long name, COLLECTION_UNKNOWN.
+/// Threads: that of the writer; what is const looks at the file system only and may be asked by all.
 class CollectionStore {
  public:
   /// Borrows: the directory, for its whole life.
@@ -34,20 +35,16 @@ class CollectionStore {
 
   [[nodiscard]] std::vector<std::string> names() const;
   [[nodiscard]] bool exists(std::string_view name) const;
+  void requireExisting(std::string_view name) const;
   [[nodiscard]] std::filesystem::path folderOf(std::string_view name) const;
 
   /// Commits every open collection and lets go of the handles; goes on past a failure and then
   /// throws the first.
   void closeAll();
 
-  /// What the open collections say about the server: changes to commit, and the first failure.
-  [[nodiscard]] bool busy() const noexcept;
-  [[nodiscard]] std::optional<Fault> lastError() const;
-
  private:
   using Opened = std::map<std::string, std::unique_ptr<Collection>, std::less<>>;
 
-  void requireExisting(std::string_view name) const;
   void forget(std::string_view name);
 
   DataDirectory& directory_;

@@ -74,6 +74,7 @@ void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
   } else {
     fs::rename(fresh, folder);
   }
+  board_.rearranged();
   syncFolder(parent);
   removeLeisurely(fresh);
 }
@@ -81,6 +82,7 @@ void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
 void DataDirectory::discard(const fs::path& folder) {
   const fs::path old = freshScratch();
   fs::rename(folder, old);
+  board_.rearranged();
   syncFolder(folder.parent_path());
   removeLeisurely(old);
 }

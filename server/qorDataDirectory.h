@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <filesystem>
 
+#include "server/qorBoard.h"
+
 namespace orvix::server {
 
 /// Layout: collections/<encoded name>/, backups/<encoded name>/<encoded collection>/, scratch/,
@@ -19,6 +21,7 @@ class DataDirectory {
   DataDirectory& operator=(const DataDirectory&) = delete;
   ~DataDirectory();
 
+  [[nodiscard]] Board& board() noexcept { return board_; }
   [[nodiscard]] std::filesystem::path collections() const { return root_ / "collections"; }
   [[nodiscard]] std::filesystem::path backups() const { return root_ / "backups"; }
 
@@ -33,6 +36,7 @@ class DataDirectory {
   void lock();
 
   std::filesystem::path root_;
+  Board board_;
   int lockDescriptor_ = -1;
   std::uint64_t scratchCount_ = 0;
 };

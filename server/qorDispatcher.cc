@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
 
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
+#include "infra/bytes/internal/qorByteReader.h"
 #include "server/qorLog.h"
+#include "server/qorQueryLimits.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorServerWords.h"
 
@@ -19,40 +22,55 @@ namespace {
 namespace kinds = comm::kinds;
 namespace wire = comm::detail::wire;
 
+/// What a handler touches: the writer's objects, a reader, or nothing that anybody else changes.
+enum class Place : std::uint32_t { WRITER = 1, SEARCH = 2, ANYWHERE = 3 };
+
 struct Row {
   kinds::REQUEST kind;
   Handler handler;
+  Place place;
 };
 
 constexpr std::array<Row, 22> HANDLERS{{
-    {kinds::CREATE_COLLECTION, createCollection},
-    {kinds::DROP_COLLECTION, dropCollection},
-    {kinds::ADD_DOCUMENT, addDocument},
-    {kinds::UPDATE_INDEX, updateIndex},
-    {kinds::DELETE_DOCUMENT, deleteDocument},
-    {kinds::STREAM_SEARCH, search},
-    {kinds::SCALAR_SEARCH, search},
-    {kinds::ASYNC_ADD_DOCUMENT, addDocumentUnanswered},
-    {kinds::LAST_DOC_SENT, endBatch},
-    {kinds::PARSE_RESULT, fetchOutcomes},
-    {kinds::OPEN_COLLECTION, openCollection},
-    {kinds::CLOSE_COLLECTION, closeCollection},
-    {kinds::SELECTIVITY, estimateSelectivity},
-    {kinds::GET_STATUS, serverStatus},
-    {kinds::BACKUP, backup},
-    {kinds::RESTORE, restore},
-    {kinds::TAKEOVER, takeover},
-    {kinds::SHUTDOWN, shutdown},
-    {kinds::GET_SERVER_VERSION, serverVersion},
-    {kinds::SET_CONSTRUCTOR_CONFIGURATION, configureCollection},
-    {kinds::VERSIONS_VALIDATION, validateVersions},
-    {kinds::COLLECTION_STATUS, collectionStatus},
+    {kinds::CREATE_COLLECTION, createCollection, Place::WRITER},
+    {kinds::DROP_COLLECTION, dropCollection, Place::WRITER},
+    {kinds::ADD_DOCUMENT, addDocument, Place::WRITER},
+    {kinds::UPDATE_INDEX, updateIndex, Place::WRITER},
+    {kinds::DELETE_DOCUMENT, deleteDocument, Place::WRITER},
+    {kinds::STREAM_SEARCH, search, Place::SEARCH},
+    {kinds::SCALAR_SEARCH, search, Place::SEARCH},
+    {kinds::ASYNC_ADD_DOCUMENT, addDocumentUnanswered, Place::WRITER},
+    {kinds::LAST_DOC_SENT, endBatch, Place::WRITER},
+    {kinds::PARSE_RESULT, fetchOutcomes, Place::WRITER},
+    {kinds::OPEN_COLLECTION, openCollection, Place::ANYWHERE},
+    {kinds::CLOSE_COLLECTION, closeCollection, Place::WRITER},
+    {kinds::SELECTIVITY, estimateSelectivity, Place::SEARCH},
+    {kinds::GET_STATUS, serverStatus, Place::ANYWHERE},
+    {kinds::BACKUP, backup, Place::WRITER},
+    {kinds::RESTORE, restore, Place::WRITER},
+    {kinds::TAKEOVER, takeover, Place::WRITER},
+    {kinds::SHUTDOWN, shutdown, Place::WRITER},
+    {kinds::GET_SERVER_VERSION, serverVersion, Place::ANYWHERE},
+    {kinds::SET_CONSTRUCTOR_CONFIGURATION, configureCollection, Place::WRITER},
+    {kinds::VERSIONS_VALIDATION, validateVersions, Place::ANYWHERE},
+    {kinds::COLLECTION_STATUS, collectionStatus, Place::WRITER},
 }};
 
-Handler handlerOf(std::uint32_t kind) noexcept {
-  const auto row = std::find_if(HANDLERS.begin(), HANDLERS.end(),
-                                [kind](const Row& each) { return each.kind == kind; });
-  return row == HANDLERS.end() ? nullptr : row->handler;
+/// Searches in collections of up to this many documents take about as long as a switch of threads.
+constexpr Xapian::doccount SMALL_COLLECTION = 20000;
+
+/// Every kind that kindOf() answers has a row.
+const Row& handlerOf(std::uint32_t kind) noexcept {
+  return *std::find_if(HANDLERS.begin(), HANDLERS.end(),
+                       [kind](const Row& each) { return each.kind == kind; });
+}
+
+/// Kinds that write something, as against those that only run on the writer's thread.
+bool changesData(std::uint32_t kind) noexcept {
+  const AccessSet::Class needed = accessClassOf(kind);
+  const bool changing = needed == AccessSet::ADMIN || needed == AccessSet::UPDATE;
+  return changing && kind != kinds::BACKUP && kind != kinds::PARSE_RESULT &&
+         kind != kinds::OPEN_COLLECTION && kind != kinds::CLOSE_COLLECTION;
 }
 
 bool isTerminator(const Frame& request) noexcept {
@@ -71,6 +89,21 @@ Reply unauthorised(bool answered) {
   if (answered) putStatus(reply.bytes, wire::INVALID_AUTH);
   reply.close = true;
   return reply;
+}
+
+/// A document's body states its length, and so does the header. Where they differ, nobody knows where
+/// the next request starts.
+std::optional<Fault> disagreement(std::optional<std::uint32_t> kind, const Frame& request) {
+  const bool hasBody = kind == kinds::ADD_DOCUMENT || kind == kinds::ASYNC_ADD_DOCUMENT ||
+                       kind == kinds::DELETE_DOCUMENT;
+  if (!hasBody || request.body.empty()) return std::nullopt;
+  oss::ByteReader reader(request.body);
+  static_cast<void>(reader.u32());
+  const auto rest = reader.u32();
+  if (rest && *rest == reader.remaining()) return std::nullopt;
+  return Fault{MessageId::BODY_MALFORMED,
+               "The header states " + std::to_string(request.bodyLength) +
+                   " bytes of body, the body another length; the connection is closed"};
 }
 
 Fault unknownAction(const Frame& request) {
@@ -94,30 +127,89 @@ std::optional<std::uint32_t> kindOf(const Frame& request) noexcept {
   return std::nullopt;
 }
 
-Reply Dispatcher::handle(const Frame& request) {
+void Dispatcher::screen(Frame& request) const {
+  const AccessSet granted = tokens_.accessOf(valueOf(request.properties, words().authorization));
+  if (granted.empty()) {
+    request.admission = Admission::NO_TOKEN;
+    request.positionLost = true;
+    return;
+  }
+  request.admission = Admission::ADMITTED;
   const auto kind = kindOf(request);
-  const bool answered = !kind || !comm::detail::isUnanswered(*kind);
-  if (!tokens_.admit(valueOf(request.properties, words().authorization))) {
-    return unauthorised(answered);
+  if (!kind) return;
+  const AccessSet::Class needed = accessClassOf(*kind);
+  if (!granted.has(needed)) {
+    request.admission = Admission::FORBIDDEN;
+    request.fault =
+        Fault{MessageId::ACCESS_DENIED,
+              "The token does not allow requests of the class " + inQuotes(nameOf(needed))};
+  } else if (readOnly_ && changesData(*kind)) {
+    request.admission = Admission::FORBIDDEN;
+    request.fault = Fault{MessageId::READ_ONLY, "This server only reads its data at present"};
   }
-  Reply reply;
-  if (request.fault) {
-    if (answered) {
-      reply = errorReply(*request.fault);
-    } else {
-      rejectUnanswered(context_, request, *request.fault);
-    }
-  } else {
-    reply = kind ? run(*kind, request) : errorReply(unknownAction(request));
-  }
-  reply.close = reply.close || request.positionLost;
+}
+
+Lane Dispatcher::laneOf(const Frame& request) const {
+  const auto kind = kindOf(request);
+  if (!kind || request.admission != Admission::ADMITTED) return Lane::SHORT;
+  if (handlerOf(*kind).place == Place::WRITER) return Lane::WRITER;
+  if (request.fault || handlerOf(*kind).place == Place::ANYWHERE) return Lane::SHORT;
+  const bool small = context_.readers.documentsIn(collectionNameOf(request)) <= SMALL_COLLECTION &&
+                     isLightQuery(valueOf(request.properties, words().query));
+  return small ? Lane::SHORT : Lane::LONG;
+}
+
+Reply Dispatcher::handle(const Frame& request) {
+  Reply reply = begin(request);
+  settle({&reply});
   return reply;
+}
+
+Reply Dispatcher::begin(const Frame& given) {
+  if (given.admission == Admission::NOT_SCREENED) {
+    Frame screened = given;
+    screen(screened);
+    return begin(screened);
+  }
+  const auto kind = kindOf(given);
+  const bool answered = !kind || !comm::detail::isUnanswered(*kind);
+  if (given.admission == Admission::NO_TOKEN) return unauthorised(answered);
+  Reply reply;
+  const auto fault = given.fault ? given.fault : disagreement(kind, given);
+  if (!fault) {
+    reply = kind ? run(*kind, given) : errorReply(unknownAction(given));
+  } else if (answered) {
+    reply = errorReply(*fault);
+  } else if (given.admission == Admission::ADMITTED) {
+    rejectUnanswered(context_, given, *fault);
+  } else {
+    reply.close =
+        true;  // nobody may leave outcomes without the right to; the close is the only sign
+  }
+  const bool disagrees = fault && !given.fault;
+  reply.close = reply.close || given.positionLost || disagrees;
+  return reply;
+}
+
+void Dispatcher::settle(const std::vector<Reply*>& replies) {
+  for (Reply* reply : replies) {
+    if (!reply->ticket) continue;
+    const auto [collection, losses] = *std::exchange(reply->ticket, std::nullopt);
+    std::optional<Fault> fault;
+    try {
+      collection->commit();
+      if (collection->losses() != losses) fault = collection->lastLoss();
+    } catch (...) {
+      fault = currentFault("Committing the collection " + inQuotes(collection->name()) + " failed");
+    }
+    if (fault && !reply->bytes.empty()) *reply = errorReply(*fault);
+  }
 }
 
 Reply Dispatcher::run(std::uint32_t kind, const Frame& request) {
   const char* action = comm::detail::requestKind(kind).pathWord;
   try {
-    return handlerOf(kind)(context_, request);
+    return handlerOf(kind).handler(context_, request);
   } catch (...) {
     const Fault fault = currentFault("The request " + inQuotes(action) + " failed");
     if (!comm::detail::isUnanswered(kind)) return errorReply(fault);

@@ -63,16 +63,16 @@ std::string whereOf(const Frame& request) {
 
 Reply addDocument(ServerContext& context, const Frame& request) {
   Collection& collection = collectionOf(context, request);
+  Reply reply = successAfterCommit(collection);
   collection.add(decodeDocumentBody(request.body), request.properties);
-  collection.commit();
-  return plainSuccess();
+  return reply;
 }
 
 Reply deleteDocument(ServerContext& context, const Frame& request) {
   Collection& collection = collectionOf(context, request);
+  Reply reply = successAfterCommit(collection);
   collection.remove(keyToDelete(request));
-  collection.commit();
-  return plainSuccess();
+  return reply;
 }
 
 Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
@@ -99,8 +99,9 @@ void rejectUnanswered(ServerContext& context, const Frame& request, const Fault&
 }
 
 Reply endBatch(ServerContext& context, const Frame& request) {
-  collectionOf(context, request).commit();
-  return {};
+  Reply reply = successAfterCommit(collectionOf(context, request));
+  reply.bytes.clear();  // never answered
+  return reply;
 }
 
 Reply fetchOutcomes(ServerContext& context, const Frame& request) {

@@ -16,16 +16,32 @@ namespace orvix::server {
 namespace {
 
 constexpr std::size_t COMPACT_FROM = 64U << 10U;
+/// What an idle connection may keep of its buffer.
+constexpr std::size_t IDLE_CAPACITY = 4096;
 
 void spoil(Frame& frame, const std::string& text) {
   frame.fault = Fault{MessageId::REQUEST_MALFORMED, text + "; the connection is closed"};
   frame.positionLost = true;
 }
 
+bool isControl(char byte) noexcept {
+  return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f;
+}
+
+/// What is wrong with a key, or nothing. Keys are never shown whole: they may be a misplaced secret.
+std::string complaintAbout(std::string_view key) {
+  if (key.size() > FrameReader::MAX_KEY) return "A header key has more than 1000 bytes";
+  if (std::any_of(key.begin(), key.end(), isControl)) return "A header key has control characters";
+  return {};
+}
+
 /// One `key ": " value`; answers what is wrong with it, or nothing.
 std::string takeLine(std::string_view line, Properties& properties) {
   const std::size_t cut = line.find(words().separator);
   if (cut == std::string_view::npos) return "A header line has no \": \" between key and value";
+  if (properties.size() == FrameReader::MAX_LINES) return "The header has more than 1000 lines";
+  std::string wrong = complaintAbout(line.substr(0, cut));
+  if (!wrong.empty()) return wrong;
   const std::string_view value = line.substr(cut + words().separator.size());
   const bool fresh =
       properties.emplace(std::string(line.substr(0, cut)), std::string(value)).second;
@@ -77,13 +93,22 @@ void parseBodyLength(Frame& frame) {
 void FrameReader::feed(std::string_view bytes) {
   if (state_ == State::LOST) return;
   if (at_ == buffer_.size()) {
-    buffer_.clear();
-    at_ = 0;
+    reset();
   } else if (at_ >= COMPACT_FROM) {
     buffer_.erase(0, at_);
     at_ = 0;
   }
   buffer_.append(bytes);
+}
+
+void FrameReader::reset() {
+  at_ = 0;
+  buffer_.clear();
+  if (buffer_.capacity() > IDLE_CAPACITY) std::string().swap(buffer_);
+}
+
+bool FrameReader::inHeader() const noexcept {
+  return state_ == State::HEADER || (state_ == State::LENGTH && !held().empty());
 }
 
 std::optional<Frame> FrameReader::next() {
@@ -103,7 +128,10 @@ std::optional<Frame> FrameReader::next() {
       case State::LOST:
         break;
     }
-    if (!moved) return std::nullopt;
+    if (!moved) {
+      if (at_ == buffer_.size()) reset();
+      return std::nullopt;
+    }
   }
   state_ = frame_.positionLost ? State::LOST : State::LENGTH;
   return std::exchange(frame_, Frame());
@@ -129,7 +157,8 @@ bool FrameReader::readHeader() {
   parseHeaderText(held().substr(0, headerLength_), frame_);
   consume(headerLength_);
   if (!frame_.positionLost) parseBodyLength(frame_);
-  bodyLeft_ = frame_.bodyLength;
+  if (screen_) screen_(frame_);
+  bodyLeft_ = frame_.positionLost ? 0 : frame_.bodyLength;
   state_ = State::BODY;
   return true;
 }

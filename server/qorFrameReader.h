@@ -5,14 +5,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "server/qorProperties.h"
 #include "server/qorRefusal.h"
 
 namespace orvix::server {
+
+/// What is known about the sender's right to make a request.
+enum class Admission : std::uint32_t {
+  NOT_SCREENED = 1,  // nobody has looked yet
+  ADMITTED = 2,      // a right token, and one that allows this
+  NO_TOKEN = 3,      // no token, or a wrong one: status 401
+  FORBIDDEN = 4  // a right token that does not allow this: the frame's fault says what is missing
+};
 
 /// One request as it stood on the wire.
 struct Frame {
@@ -21,19 +31,33 @@ struct Frame {
   std::uint32_t bodyLength = 0;  ///< as announced
   std::optional<Fault> fault;  ///< set: answer with it (or not at all) and do not obey the request
   bool positionLost = false;   ///< set: nothing after this frame can be understood; close
+  Admission admission = Admission::NOT_SCREENED;
 };
 
 /// Shape:  { length: u16, header text: u8[length], body: u8[Content-Length] }*
 ///         header text = { key ": " value "\n" }* "\r\n"
-/// Limits: a body over MAX_BODY is skipped by its announced length, never stored.
+/// Limits: a body over MAX_BODY is skipped by its announced length, never stored; memory for a body is
+///         taken only as it arrives. A header has at most MAX_LINES lines, with keys of MAX_KEY bytes.
 /// Once a frame with `positionLost` came out, next() yields nothing more.
 class FrameReader {
  public:
   static constexpr std::uint32_t MAX_BODY = 64U << 20U;
   static constexpr std::size_t KEPT_HEAD = 64U << 10U;
+  static constexpr std::size_t MAX_LINES = 1000;
+  static constexpr std::size_t MAX_KEY = 1000;
+
+  /// Called once a header is understood and before any byte of its body is kept. May set admission,
+  /// fault and positionLost.
+  using Screen = std::function<void(Frame&)>;
+
+  FrameReader() = default;
+  explicit FrameReader(Screen screen) : screen_(std::move(screen)) {}
 
   void feed(std::string_view bytes);
   [[nodiscard]] std::optional<Frame> next();
+  /// A part of a frame has arrived: of its length or header, of its body.
+  [[nodiscard]] bool inHeader() const noexcept;
+  [[nodiscard]] bool inBody() const noexcept { return state_ == State::BODY; }
 
  private:
   enum class State : std::uint32_t {
@@ -45,10 +69,12 @@ class FrameReader {
 
   [[nodiscard]] std::string_view held() const noexcept;
   void consume(std::size_t count);
+  void reset();
   bool readLength();
   bool readHeader();
   bool readBody();
 
+  Screen screen_;
   std::string buffer_;
   std::size_t at_ = 0;  // consumed bytes at the start of buffer_
   State state_ = State::LENGTH;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the server does for each kind of request. A handler either returns the whole reply or
 // throws; the dispatcher turns what is thrown into the error reply. Kinds 9 and 10 return an empty
-// reply.
+// reply. Handlers that use the store or the backups run on the thread of the writer.
 #pragma once
 
 #include <string_view>
@@ -9,6 +9,7 @@
 #include "server/qorBackup.h"
 #include "server/qorCollectionStore.h"
 #include "server/qorFrameReader.h"
+#include "server/qorReaders.h"
 #include "server/qorReply.h"
 
 namespace orvix::server {
@@ -17,12 +18,15 @@ namespace orvix::server {
 struct ServerContext {
   CollectionStore& store;
   Backups& backups;
+  Readers& readers;
 };
 
 using Handler = Reply (*)(ServerContext& context, const Frame& request);
 
 /// The reply of a kind without results: success and nothing else.
 [[nodiscard]] Reply plainSuccess();
+/// Success once the collection's changes are on disk.
+[[nodiscard]] Reply successAfterCommit(Collection& collection);
 /// The collection that the request names, opened.
 [[nodiscard]] Collection& collectionOf(ServerContext& context, const Frame& request);
 [[nodiscard]] std::string_view collectionNameOf(const Frame& request) noexcept;

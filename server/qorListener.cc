@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "server/qorRefusal.h"
-#include "server/qorSession.h"
 
 namespace orvix::server {
 
@@ -43,10 +42,16 @@ ListenAddress listenAddressOf(const std::string& text) {
   return {address, portOf(text, std::string_view(text).substr(colon + 1))};
 }
 
-Listener::Listener(asio::io_context& context, const ListenAddress& address, Dispatcher& dispatcher)
+Listener::Listener(asio::io_context& context, const ListenAddress& address,
+                   Connections& connections)
     : context_(context),
       acceptor_(context, asio::ip::tcp::endpoint(address.host, address.port)),
-      dispatcher_(dispatcher) {}
+      connections_(connections) {}
+
+void Listener::stop() {
+  std::error_code ignored;
+  acceptor_.close(ignored);
+}
 
 void Listener::start() { asio::co_spawn(context_, acceptConnections(), asio::detached); }
 
@@ -56,11 +61,10 @@ asio::awaitable<void> Listener::acceptConnections() {
     std::error_code error;
     auto socket = co_await acceptor_.async_accept(asio::redirect_error(asio::use_awaitable, error));
     if (!error) {
-      asio::co_spawn(context_,
-                     serveConnection(std::move(socket), dispatcher_, [this] { context_.stop(); }),
-                     asio::detached);
+      connections_.add(std::move(socket));
       continue;
     }
+    if (!acceptor_.is_open()) co_return;
     pause.expires_after(ACCEPT_PAUSE);
     co_await pause.async_wait(asio::use_awaitable);
   }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The listening socket: accepts connections and starts a session for each.
+// The listening socket: accepts connections and hands them on.
 #pragma once
 
 #include <asio.hpp>
 #include <string>
 
-#include "server/qorDispatcher.h"
+#include "server/qorConnections.h"
 
 namespace orvix::server {
 
@@ -23,18 +23,20 @@ class Listener {
  public:
   /// Listens at once. Borrows both, for its whole life.
   /// Throws: std::system_error.
-  Listener(asio::io_context& context, const ListenAddress& address, Dispatcher& dispatcher);
+  Listener(asio::io_context& context, const ListenAddress& address, Connections& connections);
 
   /// With the port that the system chose where 0 was asked for.
   [[nodiscard]] asio::ip::tcp::endpoint endpoint() const { return acceptor_.local_endpoint(); }
   void start();
+  /// Takes no more connections.
+  void stop();
 
  private:
   asio::awaitable<void> acceptConnections();
 
   asio::io_context& context_;
   asio::ip::tcp::acceptor acceptor_;
-  Dispatcher& dispatcher_;
+  Connections& connections_;
 };
 
 }  // namespace orvix::server

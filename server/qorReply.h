@@ -2,8 +2,10 @@
 // What the handling of one request hands to the session that writes it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace orvix::server {
@@ -21,9 +23,19 @@ class ReplyStream {
   virtual bool next(std::string& out) = 0;
 };
 
+class Collection;
+
+/// A promise: the reply must not leave before this collection was committed, and becomes an error when
+/// changes of it were lost meanwhile.
+struct CommitTicket {
+  Collection* collection = nullptr;  // open until the ticket is settled
+  std::uint64_t losses = 0;          // of the collection, before the change
+};
+
 struct Reply {
   std::string bytes;  ///< written first, in one piece; empty: the kind is not answered
   std::unique_ptr<ReplyStream> more;  ///< null when `bytes` is all
+  std::optional<CommitTicket> ticket;
   std::function<void()> received;  ///< if set: call it once the peer is known to have got the reply
   bool close = false;              ///< close the connection afterwards
   bool stop = false;               ///< end the server afterwards

@@ -7,6 +7,7 @@
 #include "server/qorHandlers.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorSearcher.h"
+#include "server/qorServerWords.h"
 
 namespace orvix::server {
 
@@ -48,18 +49,23 @@ class HitStream : public ReplyStream {
   std::size_t next_ = 0;
 };
 
+bool isScoreWanted(const Properties& wishes) {
+  return valueOf(wishes, words().scoreWanted) != words().stringFalse;
+}
+
 }  // namespace
 
 Reply search(ServerContext& context, const Frame& request) {
-  Collection& collection = collectionOf(context, request);
-  const SearchOptions options = searchOptionsOf(request.properties, collection);
+  const Properties& wishes = request.properties;
   Reply reply = plainSuccess();
-  reply.more = std::make_unique<HitStream>(runSearch(collection, options), options.scoreWanted);
+  reply.more = std::make_unique<HitStream>(
+      runSearch(context.readers, collectionNameOf(request), wishes), isScoreWanted(wishes));
   return reply;
 }
 
 Reply estimateSelectivity(ServerContext& context, const Frame& request) {
-  const Estimate estimate = estimateMatches(collectionOf(context, request), request.properties);
+  const Estimate estimate =
+      estimateMatches(context.readers, collectionNameOf(request), request.properties);
   Reply reply = plainSuccess();
   putSelectivity(reply.bytes, estimate.matches, estimate.lowerBound, estimate.documents);
   putEndMarker(reply.bytes);

@@ -4,11 +4,14 @@
 #include "server/qorSearcher.h"
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
+#include <shared_mutex>
 #include <utility>
 
 #include "server/qorFieldRegistry.h"
 #include "server/qorLanguages.h"
+#include "server/qorQueryLimits.h"
 #include "server/qorRefusal.h"
 #include "server/qorServerWords.h"
 #include "server/qorSortKey.h"
@@ -22,8 +25,8 @@ constexpr unsigned QUERY_FLAGS =
     Xapian::QueryParser::FLAG_BOOLEAN | Xapian::QueryParser::FLAG_PHRASE |
     Xapian::QueryParser::FLAG_LOVEHATE | Xapian::QueryParser::FLAG_WILDCARD |
     Xapian::QueryParser::FLAG_PURE_NOT | Xapian::QueryParser::FLAG_CJK_NGRAM;
-constexpr Xapian::termcount MAX_EXPANSION = 10000;
 constexpr const char* EVERYTHING = "*";
+constexpr std::chrono::seconds TIME_LIMIT{10};
 /// Estimates look at this many matches at least, which makes small ones exact.
 constexpr Xapian::doccount CHECKED_FOR_ESTIMATE = 1000;
 constexpr double PERCENT = 100.0;
@@ -42,16 +45,17 @@ std::string queryNameOf(std::string name) {
 
 Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& fields,
                          const std::string& text, const std::string& language) {
-  if (text == EVERYTHING) return Xapian::Query::MatchAll;
+  if (text == EVERYTHING) return withTimeLimit(Xapian::Query::MatchAll, TIME_LIMIT);
   Xapian::QueryParser parser;
   parser.set_database(database);
   parser.set_stemmer(stemmerOf(language));
   parser.set_stemming_strategy(Xapian::QueryParser::STEM_SOME);
-  parser.set_max_expansion(MAX_EXPANSION);
+  parser.set_max_expansion(expansionsPerWildcard(text));
   for (const auto& [name, field] : fields.all()) {
     if (field.searchable) parser.add_prefix(queryNameOf(name), FieldRegistry::prefixOf(field));
   }
-  return parser.parse_query(text, QUERY_FLAGS);
+  checkQueryText(text);
+  return withTimeLimit(parser.parse_query(text, QUERY_FLAGS), TIME_LIMIT);
 }
 
 /// Calls `work`; what the engine says about the query itself becomes a refusal that quotes it.
@@ -64,6 +68,9 @@ auto judgingQuery(const std::string& query, const Work& work) {
     complaint = error.get_msg();
   } catch (const Xapian::WildcardError& error) {
     complaint = error.get_msg();
+  } catch (const QueryTooLong&) {
+    complaint = "it takes more than " + std::to_string(TIME_LIMIT.count()) +
+                " seconds of processor time; ask for less";
   }
   refuse(MessageId::QUERY_INVALID, "The query " + inQuotes(query) + " cannot be run: " + complaint);
 }
@@ -92,6 +99,40 @@ void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
   }
 }
 
+std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options) {
+  Xapian::MultiValueKeyMaker keys;
+  Xapian::Enquire enquire(view.database);
+  enquire.set_query(parseQuery(view.database, view.fields, options.query, options.language));
+  const Xapian::doccount documents = view.database.get_doccount();
+  setOrder(enquire, keys, options, view.fields, documents == 0);
+  const Xapian::doccount start = std::min(options.start, documents);
+  const Xapian::MSet matches = enquire.get_mset(start, std::min(options.wanted, documents - start));
+  std::vector<Hit> hits;
+  hits.reserve(matches.size());
+  for (auto match = matches.begin(); match != matches.end(); ++match) {
+    const double score = options.normalized ? match.get_percent() / PERCENT : match.get_weight();
+    hits.push_back({*match, static_cast<float>(score)});
+  }
+  return hits;
+}
+
+/// Runs the work again when two commits have overtaken its view: the engine then uses the view's blocks
+/// for others. After some tries nothing is committed meanwhile.
+template <typename Work>
+auto onSteadyView(Board& board, CollectionView& view, const Work& work) {
+  constexpr int HASTY_TRIES = 3;
+  for (int i = 0; i < HASTY_TRIES; ++i) {
+    try {
+      return work();
+    } catch (const Xapian::DatabaseModifiedError&) {
+      view.refresh();
+    }
+  }
+  const std::shared_lock<std::shared_mutex> steady(board.publishing());
+  view.refresh();
+  return work();
+}
+
 std::string requiredQuery(const Properties& request) {
   const std::string_view query = valueOf(request, words().query);
   if (query.empty()) refuse(MessageId::QUERY_INVALID, "The request carries no query; give one");
@@ -100,16 +141,15 @@ std::string requiredQuery(const Properties& request) {
 
 }  // namespace
 
-SearchOptions searchOptionsOf(const Properties& request, const Collection& collection) {
+SearchOptions searchOptionsOf(const Properties& request, const CollectionView& collection) {
   const ServerWords& w = words();
   SearchOptions options;
   options.query = requiredQuery(request);
-  options.language = languageOfQuery(request, collection.config().language);
+  options.language = languageOfQuery(request, collection.config.language);
   options.start = numberOf(request, w.start).value_or(0);
   const std::uint32_t most = UINT32_MAX;
   options.wanted = std::min(numberOf(request, w.size).value_or(most),
                             numberOf(request, w.resultLimit).value_or(most));
-  options.scoreWanted = valueOf(request, w.scoreWanted) != w.stringFalse;
   options.normalized = valueOf(request, w.scoreType) == w.normalized;
   const std::string_view sort = valueOf(request, w.sortField);
   options.unsorted = sort == w.unsorted;
@@ -120,46 +160,36 @@ SearchOptions searchOptionsOf(const Properties& request, const Collection& colle
 std::string SearchRun::keyOf(const Hit& hit) {
   for (;;) {
     try {
-      return database_.get_document(hit.document).get_data();
+      return view_->database.get_document(hit.document).get_data();
     } catch (const Xapian::DatabaseModifiedError&) {
-      database_.reopen();  // commits have overtaken this view; the current one has the same numbers
+      view_->refresh();  // commits have overtaken this view; the current one has the same numbers
     } catch (const Xapian::DocNotFoundError&) {
       return {};
     }
   }
 }
 
-SearchRun runSearch(Collection& collection, const SearchOptions& options) {
-  const Xapian::Database database = collection.reader();
-  return judgingQuery(options.query, [&] {
-    Xapian::MultiValueKeyMaker keys;
-    Xapian::Enquire enquire(database);
-    enquire.set_query(parseQuery(database, collection.fields(), options.query, options.language));
-    const Xapian::doccount documents = database.get_doccount();
-    setOrder(enquire, keys, options, collection.fields(), documents == 0);
-    const Xapian::doccount start = std::min(options.start, documents);
-    const Xapian::MSet matches =
-        enquire.get_mset(start, std::min(options.wanted, documents - start));
-    std::vector<Hit> hits;
-    hits.reserve(matches.size());
-    for (auto match = matches.begin(); match != matches.end(); ++match) {
-      const double score = options.normalized ? match.get_percent() / PERCENT : match.get_weight();
-      hits.push_back({*match, static_cast<float>(score)});
-    }
-    return SearchRun(database, std::move(hits));
+SearchRun runSearch(Readers& readers, std::string_view collection, const Properties& request) {
+  Readers::Lease view = readers.take(collection);
+  std::vector<Hit> hits = onSteadyView(readers.board(), *view, [&] {
+    const SearchOptions options = searchOptionsOf(request, *view);
+    return judgingQuery(options.query, [&] { return hitsOf(*view, options); });
   });
+  return {std::move(view), std::move(hits)};
 }
 
-Estimate estimateMatches(Collection& collection, const Properties& request) {
+Estimate estimateMatches(Readers& readers, std::string_view collection, const Properties& request) {
   const std::string query = requiredQuery(request);
-  const std::string language = languageOfQuery(request, collection.config().language);
-  const Xapian::Database database = collection.reader();
-  return judgingQuery(query, [&] {
-    Xapian::Enquire enquire(database);
-    enquire.set_query(parseQuery(database, collection.fields(), query, language));
-    const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
-    return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
-                    database.get_doccount()};
+  const Readers::Lease view = readers.take(collection);
+  return onSteadyView(readers.board(), *view, [&] {
+    const std::string language = languageOfQuery(request, view->config.language);
+    return judgingQuery(query, [&] {
+      Xapian::Enquire enquire(view->database);
+      enquire.set_query(parseQuery(view->database, view->fields, query, language));
+      const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
+      return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
+                      view->database.get_doccount()};
+    });
   });
 }
 

@@ -8,8 +8,8 @@
 #include <vector>
 #include <xapian.h>
 
-#include "server/qorCollection.h"
 #include "server/qorProperties.h"
+#include "server/qorReaders.h"
 
 namespace orvix::server {
 
@@ -18,15 +18,14 @@ struct SearchOptions {
   std::string language;
   std::uint32_t start = 0;   ///< hits to leave out
   std::uint32_t wanted = 0;  ///< hits at most
-  bool scoreWanted = true;
-  bool normalized = false;  ///< scores from 0 to 1 instead of the engine's weights
-  std::string sortField;    ///< bare name; empty: by score
-  bool unsorted = false;    ///< in order of indexing
+  bool normalized = false;   ///< scores from 0 to 1 instead of the engine's weights
+  std::string sortField;     ///< bare name; empty: by score
+  bool unsorted = false;     ///< in order of indexing
 };
 
 /// Throws: QUERY_INVALID without a query, NUMBER_INVALID.
 [[nodiscard]] SearchOptions searchOptionsOf(const Properties& request,
-                                            const Collection& collection);
+                                            const CollectionView& collection);
 
 struct Hit {
   Xapian::docid document = 0;
@@ -34,29 +33,31 @@ struct Hit {
 };
 
 /// The result of a query: all hits, but their keys are read only when they are needed.
-/// Ownership: shares the engine's handle, so it outlives its collection.
+/// Ownership: holds the lease, and the handle in it even when the collection is gone.
 class SearchRun {
  public:
-  SearchRun(Xapian::Database database, std::vector<Hit> hits)
-      : database_(std::move(database)), hits_(std::move(hits)) {}
+  SearchRun(Readers::Lease view, std::vector<Hit> hits)
+      : view_(std::move(view)), hits_(std::move(hits)) {}
 
   [[nodiscard]] const std::vector<Hit>& hits() const noexcept { return hits_; }
   /// The key of a hit; empty when its document was deleted meanwhile.
   [[nodiscard]] std::string keyOf(const Hit& hit);
 
  private:
-  Xapian::Database database_;
+  Readers::Lease view_;
   std::vector<Hit> hits_;
 };
 
 /// Throws: QUERY_INVALID, SORT_FIELD_UNKNOWN.
-[[nodiscard]] SearchRun runSearch(Collection& collection, const SearchOptions& options);
+[[nodiscard]] SearchRun runSearch(Readers& readers, std::string_view collection,
+                                  const Properties& request);
 
 struct Estimate {
   Xapian::doccount matches = 0;
   Xapian::doccount lowerBound = 0;
   Xapian::doccount documents = 0;
 };
-[[nodiscard]] Estimate estimateMatches(Collection& collection, const Properties& request);
+[[nodiscard]] Estimate estimateMatches(Readers& readers, std::string_view collection,
+                                       const Properties& request);
 
 }  // namespace orvix::server

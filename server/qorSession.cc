@@ -1,101 +1,230 @@
 // SPDX-License-Identifier: Apache-2.0
-// Socket failures end the session quietly: they are the peer's way of leaving.
+// Socket failures end the session quietly: they are the peer's way of leaving, or a deadline's.
 #include "server/qorSession.h"
 
-#include <array>
-#include <chrono>
-#include <memory>
 #include <string>
 #include <utility>
+
+#include "comm/protocol/internal/qorRequestKinds.h"
 
 namespace orvix::server {
 
 namespace {
 
-using Socket = asio::ip::tcp::socket;
+using asio::redirect_error;
 using asio::use_awaitable;
 
-constexpr std::size_t READ_SIZE = 64U << 10U;
 constexpr std::chrono::seconds LINGER{2};
+/// Besides their bytes: what one document without content costs is not nothing either.
+constexpr std::size_t MAX_QUEUED_DOCUMENTS = 2000;
 
-/// Writes the reply. Header and whatever follows it leave in one write where they fit in a piece.
-asio::awaitable<void> writeReply(Socket& socket, Reply& reply) {
-  std::string piece = std::move(reply.bytes);
-  bool more = reply.more != nullptr;
-  while (more) {
-    more = reply.more->next(piece);
-    co_await asio::async_write(socket, asio::buffer(piece), use_awaitable);
-    piece.clear();
-  }
-  if (!piece.empty()) co_await asio::async_write(socket, asio::buffer(piece), use_awaitable);
-}
-
-/// Closes so that a peer which is still sending gets to read the reply before the connection
-/// breaks.
-asio::awaitable<void> closeGently(Socket& socket) {
-  socket.shutdown(Socket::shutdown_send);
-  // The timer's handler may run after this function has ended: it finds the socket only before.
-  const auto here = std::make_shared<Socket*>(&socket);
-  asio::steady_timer timer(socket.get_executor(), LINGER);
-  timer.async_wait([still = std::weak_ptr<Socket*>(here)](const std::error_code& error) {
-    const auto known = still.lock();
-    if (!error && known) (*known)->cancel();
-  });
-  std::array<char, 4096> dropped{};
-  std::error_code error;
-  while (!error) {
-    co_await socket.async_read_some(asio::buffer(dropped),
-                                    asio::redirect_error(use_awaitable, error));
-  }
-}
-
-void callOnce(std::function<void()>& receipt) {
-  if (receipt) std::exchange(receipt, nullptr)();
-}
-
-/// Answers every whole frame that has arrived; answers whether the connection goes on.
-/// A peer that sends another request has read the reply before it, for which `receipt` waits.
-asio::awaitable<bool> answerFrames(Socket& socket, FrameReader& frames, Dispatcher& dispatcher,
-                                   std::function<void()>& receipt,
-                                   const std::function<void()>& stop) {
-  while (auto frame = frames.next()) {
-    callOnce(receipt);
-    Reply reply = dispatcher.handle(*frame);
-    frame.reset();
-    co_await writeReply(socket, reply);
-    receipt = std::move(reply.received);
-    if (reply.stop) {
-      stop();
-      co_return false;
-    }
-    if (reply.close) {
-      co_await closeGently(socket);
-      co_return false;
-    }
-  }
-  co_return true;
+bool isNeverAnswered(const Frame& frame) {
+  const auto kind = kindOf(frame);
+  return kind && comm::detail::isUnanswered(*kind);
 }
 
 }  // namespace
 
-asio::awaitable<void> serveConnection(Socket socket, Dispatcher& dispatcher,
-                                      std::function<void()> stop) {
-  std::function<void()> receipt;
+Session::Session(Socket socket, Connections& all)
+    : socket_(std::move(socket)),
+      all_(all),
+      frames_([&all](Frame& frame) { all.dispatcher().screen(frame); }),
+      arrival_(all.loop(), Clock::time_point::max()) {}
+
+asio::awaitable<void> Session::serve() {
+  const auto self = shared_from_this();
   try {
-    socket.set_option(asio::ip::tcp::no_delay(true));
-    FrameReader frames;
-    const auto buffer = std::make_unique<std::array<char, READ_SIZE>>();
-    bool open = true;
-    while (open) {
-      const std::size_t count =
-          co_await socket.async_read_some(asio::buffer(*buffer), use_awaitable);
-      frames.feed({buffer->data(), count});
-      open = co_await answerFrames(socket, frames, dispatcher, receipt, stop);
-    }
+    socket_.set_option(asio::ip::tcp::no_delay(true));
+    socket_.non_blocking(true);
+    co_await serveFrames();
   } catch (const std::system_error& error) {
     // The peer closed the connection, which it does having read everything, or broke it.
-    if (error.code() == asio::error::eof) callOnce(receipt);
+    if (error.code() == asio::error::eof) confirmReceipt();
   }
+  deadline_ = Clock::time_point::max();
+  co_await awaitQueued(0);
+  all_.remove(self);
+}
+
+asio::awaitable<void> Session::serveFrames() {
+  bool open = true;
+  while (open && !closeAfterQueued_) {
+    auto frame = frames_.next();
+    if (frame) {
+      headerDeadline_.reset();
+      open = co_await answer(std::move(*frame));
+    } else if (all_.draining()) {
+      open = false;
+    } else {
+      co_await readSome();
+    }
+  }
+  if (!closeAfterQueued_) co_return;
+  co_await awaitQueued(0);
+  co_await closeGently();
+}
+
+void Session::expireIdly() {
+  const auto idle = all_.limits().idle;
+  deadline_ = idle.count() == 0 ? Clock::time_point::max() : Clock::now() + idle;
+}
+
+/// Waits without a buffer: an idle connection costs nothing but itself.
+asio::awaitable<void> Session::readSome() {
+  if (!frames_.inHeader()) headerDeadline_.reset();
+  expireIdly();
+  if (frames_.inHeader()) {
+    if (!headerDeadline_) headerDeadline_ = Clock::now() + all_.limits().header;
+    deadline_ = *headerDeadline_;
+  }
+  waiting_ = !frames_.inHeader() && !frames_.inBody() && queuedDocuments_ == 0;
+  co_await socket_.async_wait(Socket::wait_read, use_awaitable);
+  waiting_ = false;
+  std::error_code error;
+  const std::size_t count = socket_.read_some(asio::buffer(all_.scratch()), error);
+  if (error == asio::error::would_block) co_return;
+  if (error) throw std::system_error(error);
+  frames_.feed({all_.scratch().data(), count});
+}
+
+void Session::confirmReceipt() {
+  if (receipt_) all_.writer().post(std::exchange(receipt_, nullptr));
+}
+
+/// Answers whether the connection goes on.
+asio::awaitable<bool> Session::answer(Frame frame) {
+  deadline_ = Clock::time_point::max();
+  confirmReceipt();
+  const Lane lane = all_.dispatcher().laneOf(frame);
+  if (lane == Lane::WRITER && isNeverAnswered(frame)) {
+    co_await queue(std::move(frame));
+    co_return true;
+  }
+  if (lane != Lane::WRITER) co_await awaitQueued(0);
+  Reply reply;
+  if (lane == Lane::SHORT) {
+    reply = all_.dispatcher().handle(frame);
+  } else if (lane == Lane::LONG) {
+    reply = co_await onPool(std::move(frame));
+  } else {
+    reply = co_await onWriter(std::move(frame));
+  }
+  const bool close = reply.close;
+  const bool stop = reply.stop;
+  co_await write(reply, lane == Lane::LONG);
+  receipt_ = std::move(reply.received);
+  if (stop) all_.drain();
+  if (close) co_await closeGently();
+  co_return !close && !stop;
+}
+
+/// Goes on at once while little is queued. Beyond that nothing more is read from this peer; when much is
+/// queued in all, from no peer that has its share.
+asio::awaitable<void> Session::queue(Frame frame) {
+  const std::size_t size = frame.body.size();
+  queuedBytes_ += size;
+  ++queuedDocuments_;
+  all_.writer().post(std::move(frame), [self = shared_from_this(), size](const Reply& reply) {
+    self->queuedBytes_ -= size;
+    --self->queuedDocuments_;
+    self->closeAfterQueued_ = self->closeAfterQueued_ || reply.close;
+    self->notify();
+  });
+  const Limits& limits = all_.limits();
+  if (all_.writer().queuedBytes() > limits.unacknowledgedInAll) co_await awaitQueued(0);
+  co_await awaitQueued(limits.unacknowledged);
+}
+
+/// Until no more than that is queued, in at most MAX_QUEUED_DOCUMENTS; 0: until nothing is.
+asio::awaitable<void> Session::awaitQueued(std::size_t bytes) {
+  const std::size_t documents = bytes == 0 ? 0 : MAX_QUEUED_DOCUMENTS;
+  while (queuedBytes_ > bytes || queuedDocuments_ > documents) co_await awaitArrival();
+}
+
+asio::awaitable<void> Session::awaitArrival() {
+  std::error_code cancelled;
+  co_await arrival_.async_wait(redirect_error(use_awaitable, cancelled));
+}
+
+asio::awaitable<Reply> Session::onWriter(Frame frame) {
+  all_.writer().post(std::move(frame), [self = shared_from_this()](Reply reply) {
+    self->arrived_ = std::move(reply);
+    self->notify();
+  });
+  while (!arrived_) co_await awaitArrival();
+  co_return *std::exchange(arrived_, std::nullopt);
+}
+
+asio::awaitable<Reply> Session::onPool(Frame frame) {
+  asio::post(all_.pool(), [self = shared_from_this(), asked = std::move(frame)] {
+    Reply reply = self->all_.dispatcher().handle(asked);
+    asio::post(self->all_.loop(), [self, made = std::move(reply)]() mutable {
+      self->arrived_ = std::move(made);
+      self->notify();
+    });
+  });
+  while (!arrived_) co_await awaitArrival();
+  co_return *std::exchange(arrived_, std::nullopt);
+}
+
+/// Header and whatever follows it leave in one write where they fit in a piece.
+asio::awaitable<void> Session::write(Reply& reply, bool onPool) {
+  std::string piece = std::move(reply.bytes);
+  bool more = reply.more != nullptr;
+  while (more) {
+    co_await nextPiece(reply, piece, onPool, more);
+    co_await writePiece(piece);
+    piece.clear();
+  }
+  if (!piece.empty()) co_await writePiece(piece);
+}
+
+asio::awaitable<void> Session::nextPiece(Reply& reply, std::string& piece, bool onPool,
+                                         bool& more) {
+  deadline_ = Clock::time_point::max();
+  if (!onPool) {
+    more = reply.more->next(piece);
+    co_return;
+  }
+  arrived_.reset();
+  asio::post(all_.pool(), [self = shared_from_this(), &reply, &piece, &more] {
+    more = reply.more->next(piece);
+    asio::post(self->all_.loop(), [self] {
+      self->arrived_.emplace();
+      self->notify();
+    });
+  });
+  while (!arrived_) co_await awaitArrival();
+  arrived_.reset();
+}
+
+asio::awaitable<void> Session::writePiece(const std::string& piece) {
+  expireIdly();
+  co_await asio::async_write(socket_, asio::buffer(piece), use_awaitable);
+}
+
+/// Closes so that a peer which is still sending gets to read the reply before the connection breaks.
+asio::awaitable<void> Session::closeGently() {
+  socket_.shutdown(Socket::shutdown_send);
+  deadline_ = Clock::now() + LINGER;
+  std::error_code error;
+  while (!error || error == asio::error::would_block) {
+    co_await socket_.async_wait(Socket::wait_read, use_awaitable);
+    error.clear();
+    if (socket_.read_some(asio::buffer(all_.scratch()), error) == 0 && !error) break;
+  }
+}
+
+void Session::endIfLate(Clock::time_point now) {
+  if (now < deadline_) return;
+  std::error_code ignored;
+  socket_.close(ignored);
+}
+
+void Session::leaveWhenIdle() {
+  if (!waiting_) return;
+  std::error_code ignored;
+  socket_.close(ignored);
 }
 
 }  // namespace orvix::server

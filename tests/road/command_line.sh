@@ -190,7 +190,9 @@ expect_error 2 'explain lists what is' explain ERR_NOTHING
 
 printf 'secret\n' >"$work/token"
 chmod 600 "$work/token"
-start --token-file "$work/token"
+"$qorserver" token --stdin <"$work/token" >"$work/tokens"
+chmod 600 "$work/tokens"
+start --token-file "$work/tokens"
 expect 0 '"status":0' --token-file "$work/token" status
 standard_input=$work/token
 expect 0 '"token","verdict":"ok","finding":"accepted"' --token-file - doctor

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library against the real server: every request kind, over a real connection and engine.
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -313,7 +314,8 @@ TEST_F(Road, AcknowledgedDocumentsOutliveTheServer) {
 TEST(RoadWithTokens, OnlyARightTokenIsServed) {
   const std::filesystem::path file =
       std::filesystem::temp_directory_path() / ("qor-token-" + std::to_string(::getpid()));
-  std::ofstream(file) << "right\n";
+  const std::string make = "printf right | " QORSERVER_PATH " token --stdin >" + file.string();
+  ASSERT_EQ(std::system(make.c_str()), 0);
   std::filesystem::permissions(file, std::filesystem::perms::owner_read);
   ServerProcess server({"--token-file", file.string()});
   std::filesystem::remove(file);

@@ -70,32 +70,106 @@ TEST_F(Requests, UnreadableFramesAreAnsweredUnlessTheirKindNeverIs) {
   EXPECT_EQ(outcomes(), std::vector<std::string>{"k=SRV_DOCUMENT_TOO_LARGE"});
 }
 
-TEST_F(Requests, WithATokenFileOnlyItsTokensAreServed) {
+TEST_F(Requests, EachTokenIsServedWhatItsClassesAllow) {
   create("c");
   const std::filesystem::path file = root() / "tokens";
-  std::ofstream(file) << "# comment\n\nfirst token\r\nsecond\n";
+  std::ofstream(file) << "# comment\n\n"
+                      << Tokens::lineFor("reader", "select,monitor") << "\r\n"
+                      << Tokens::lineFor("loader", "update") << "\n"
+                      << Tokens::lineFor("root", "all") << "\n";
+  EXPECT_THROW(Tokens{file}, Refusal) << "others may read it";
+  std::filesystem::permissions(file, std::filesystem::perms::owner_read);
   const Tokens tokens(file);
-  DataDirectory elsewhere(root() / "elsewhere");
-  Backups backups(elsewhere, store());
-  ServerContext context{store(), backups};
-  Dispatcher guarded(context, tokens);
-  for (const char* token : {"", "firs", "first token ", "# comment", "third"}) {
+  Dispatcher guarded(context(), tokens);
+  const auto told = [&](const char* token, const char* action, const std::string& body = {}) {
+    return guarded.handle(requestOf(
+        action,
+        {{"Authorization", token}, {"index", "c"}, {"query", "x"}, {"actionType", "monitor"}},
+        body));
+  };
+  for (const char* token : {"", "reade", "reader ", "# comment", "select,monitor"}) {
     SCOPED_TRACE(token);
-    Reply reply = guarded.handle(requestOf("getStatus", {{"Authorization", token}}));
+    Reply reply = told(token, "getStatus");
     EXPECT_EQ(reply.bytes, std::string("\x01\x91", 2));
     EXPECT_TRUE(reply.close);
-    reply = guarded.handle(
-        requestOf("asyncAddDocument", {{"index", "c"}, {"Authorization", token}}, documentOf("k")));
+    reply = told(token, "asyncAddDocument", documentOf("k"));
     EXPECT_EQ(reply.bytes, "");
     EXPECT_TRUE(reply.close);
   }
-  for (const char* token : {"first token", "second"}) {
-    EXPECT_EQ(guarded.handle(requestOf("getStatus", {{"Authorization", token}})).bytes,
-              std::string("\0\x01", 2));
+  const struct {
+    const char* action;
+    const char* allowed;  // besides root
+  } cases[] = {{"getStatus", "reader"},      {"search", "reader"},
+               {"addDocument", "loader"},    {"deleteDocument", "loader"},
+               {"getParseResult", "loader"}, {"openCollection", "loader"},
+               {"deleteCollection", "root"}, {"backup", "root"}};
+  for (const auto& c : cases) {
+    for (const std::string token : {"reader", "loader", "root"}) {
+      SCOPED_TRACE(c.action + (" by " + token));
+      const bool denied =
+          testing::verdictOf(told(token.c_str(), c.action).bytes) == "SRV_ACCESS_DENIED";
+      EXPECT_EQ(denied, token != c.allowed && token != "root");
+    }
+    if (std::string(c.action) == "deleteCollection") create("c");
   }
+  Reply reply = told("reader", "asyncAddDocument", documentOf("k"));
+  EXPECT_EQ(reply.bytes, "");
+  EXPECT_TRUE(reply.close);
   EXPECT_EQ(outcomes(), std::vector<std::string>{});
-  std::ofstream(file, std::ios::trunc) << "\n# nothing\n";
-  EXPECT_THROW(Tokens{file}, Refusal);
+}
+
+TEST_F(Requests, ATokenFileIsRightOrRefused) {
+  const std::string line = Tokens::lineFor("t", "all");
+  const std::filesystem::path file = root() / "tokens";
+  const auto isRefused = [&file](const std::string& text) {
+    std::ofstream(file, std::ios::trunc) << text;
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    try {
+      Tokens{file};
+      return false;
+    } catch (const Refusal& refusal) {
+      EXPECT_EQ(refusal.fault().text.find("s3cret"), std::string::npos) << refusal.fault().text;
+      return true;
+    }
+  };
+  EXPECT_FALSE(isRefused(line));
+  for (const std::string& text : {std::string("\n# nothing\n"), std::string("s3cret\n"),
+                                  line + " more", line + "0", line.substr(0, line.size() - 2),
+                                  std::string("all s3cret s3cret"), "none" + line.substr(3)}) {
+    EXPECT_TRUE(isRefused(text)) << text;
+  }
+}
+
+TEST_F(Requests, AReadOnlyServerRefusesChangesOnly) {
+  create("c");
+  add("k", "word");
+  const Tokens everybody;
+  Dispatcher readOnly(context(), everybody, true);
+  const auto verdictOf = [&](const char* action, const std::string& body = {}) {
+    return testing::verdictOf(testing::wholeReply(readOnly.handle(
+        requestOf(action, {{"index", "c"}, {"query", "word"}, {"dataDir", "b"}}, body))));
+  };
+  for (const char* action : {"createCollection", "deleteCollection", "addDocument", "updateIndex",
+                             "deleteDocument", "restore", "setConstructorConfiguration"}) {
+    EXPECT_EQ(verdictOf(action, documentOf("k")), "SRV_READ_ONLY") << action;
+  }
+  for (const char* action : {"search", "getStatus", "backup", "openCollection", "getParseResult"}) {
+    EXPECT_EQ(verdictOf(action), "status 1") << action;
+  }
+  EXPECT_EQ(find("word"), std::vector<std::string>{"k"});
+}
+
+TEST_F(Requests, ABodyThatStatesAnotherLengthEndsTheConnection) {
+  create("c");
+  for (const char* action : {"addDocument", "deleteDocument", "asyncAddDocument"}) {
+    SCOPED_TRACE(action);
+    const Reply reply =
+        dispatcher().handle(requestOf(action, {{"index", "c"}}, documentOf("k") + "x"));
+    EXPECT_TRUE(reply.close);
+    const bool answered = std::string(action) != "asyncAddDocument";
+    EXPECT_EQ(testing::verdictOf(reply.bytes), answered ? "SRV_BODY_MALFORMED" : "status 0");
+  }
+  EXPECT_EQ(outcomes(), std::vector<std::string>{"k=SRV_BODY_MALFORMED"});
 }
 
 }  // namespace

@@ -23,8 +23,17 @@ class Connection : public testing::ServerFixture {
   ~Connection() override {
     loop_.stop();
     thread_.join();
+    pool_.join();
+    writer_.finish();
   }
 
+  static Limits limits() {
+    Limits limits;
+    limits.header = std::chrono::seconds(1);
+    limits.idle = std::chrono::seconds(3);
+    limits.connections = 8;
+    return limits;
+  }
   asio::ip::tcp::socket connect() {
     asio::ip::tcp::socket socket(client_);
     socket.connect(listener_.endpoint());
@@ -44,13 +53,19 @@ class Connection : public testing::ServerFixture {
 
  private:
   struct Started {
-    explicit Started(Listener& listener) { listener.start(); }
+    Started(Listener& listener, Writer& writer) {
+      writer.start();
+      listener.start();
+    }
   };
 
   asio::io_context loop_{1};
   asio::io_context client_;
-  Listener listener_{loop_, listenAddressOf("127.0.0.1:0"), dispatcher()};
-  Started started_{listener_};
+  asio::thread_pool pool_{1};
+  Writer writer_{dispatcher(), board(), loop_};
+  Connections connections_{loop_, dispatcher(), writer_, pool_, limits()};
+  Listener listener_{loop_, listenAddressOf("127.0.0.1:0"), connections_};
+  Started started_{listener_, writer_};
   std::thread thread_;
 };
 

@@ -13,12 +13,12 @@
 #include <vector>
 
 #include "infra/bytes/internal/qorByteReader.h"
+#include "server/qorAccess.h"
 #include "server/qorBackup.h"
 #include "server/qorCollectionStore.h"
 #include "server/qorDataDirectory.h"
 #include "server/qorDispatcher.h"
 #include "server/qorFrameReader.h"
-#include "server/qorTokens.h"
 #include "tests/server/qorServerBytes.h"
 
 namespace orvix::server::testing {
@@ -110,7 +110,8 @@ class ServerFixture : public ::testing::Test {
 
   [[nodiscard]] const std::filesystem::path& root() const { return root_; }
   [[nodiscard]] Dispatcher& dispatcher() { return server_->dispatcher; }
-  [[nodiscard]] CollectionStore& store() { return server_->store; }
+  [[nodiscard]] ServerContext& context() { return server_->context; }
+  [[nodiscard]] Board& board() { return server_->directory.board(); }
 
  private:
   struct Server {
@@ -118,7 +119,8 @@ class ServerFixture : public ::testing::Test {
     DataDirectory directory;
     CollectionStore store{directory};
     Backups backups{directory, store};
-    ServerContext context{store, backups};
+    Readers readers{store, directory.board()};
+    ServerContext context{store, backups, readers};
     Tokens tokens;
     Dispatcher dispatcher{context, tokens};
   };

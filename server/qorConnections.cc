@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+// One timer looks at all connections twice a second: with ten thousand of them that is cheaper than a
+// timer each, and a deadline need not be met to the millisecond.
+#include "server/qorConnections.h"
+
+#include <utility>
+#include <vector>
+
+#include "server/qorSession.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr std::chrono::milliseconds WATCH_INTERVAL{500};
+
+}  // namespace
+
+Connections::Connections(asio::io_context& loop, Dispatcher& dispatcher, Writer& writer,
+                         asio::thread_pool& pool, const Limits& limits)
+    : loop_(loop), dispatcher_(dispatcher), writer_(writer), pool_(pool), limits_(limits) {
+  asio::co_spawn(loop_, watch(), asio::detached);
+}
+
+void Connections::add(asio::ip::tcp::socket socket) {
+  if (draining_ || sessions_.size() >= limits_.connections) return;  // closes it
+  const auto session = std::make_shared<Session>(std::move(socket), *this);
+  sessions_.insert(session);
+  asio::co_spawn(loop_, session->serve(), asio::detached);
+}
+
+void Connections::remove(const std::shared_ptr<Session>& session) {
+  sessions_.erase(session);
+  if (draining_ && sessions_.empty()) loop_.stop();
+}
+
+void Connections::drain() {
+  if (draining_) return;
+  draining_ = true;
+  drainedBy_ = std::chrono::steady_clock::now() + limits_.farewell;
+  for (const auto& session : sessions_) session->leaveWhenIdle();
+  if (sessions_.empty()) loop_.stop();
+}
+
+asio::awaitable<void> Connections::watch() {
+  asio::steady_timer timer(loop_);
+  for (;;) {
+    timer.expires_after(WATCH_INTERVAL);
+    co_await timer.async_wait(asio::use_awaitable);
+    const auto now = std::chrono::steady_clock::now();
+    for (const auto& session : sessions_) session->endIfLate(now);
+    if (draining_ && now > drainedBy_) loop_.stop();
+  }
+}
+
+}  // namespace orvix::server

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+// What all connections of one server share: limits, threads, one read buffer, and the watch over those
+// that take too long.
+#pragma once
+
+#include <array>
+#include <asio.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <unordered_set>
+
+#include "server/qorDispatcher.h"
+#include "server/qorWriter.h"
+
+namespace orvix::server {
+
+class Session;
+
+struct Limits {
+  std::chrono::seconds header{5};  ///< from a request's first byte to the end of its header
+  std::chrono::seconds idle{600};  ///< between two bytes otherwise, either way; 0: for ever
+  std::size_t connections = 16384;
+  std::size_t unacknowledged = 4U << 20U;  ///< bytes of one connection that wait for the writer
+  std::size_t unacknowledgedInAll = 256U << 20U;
+  std::chrono::seconds farewell{10};  ///< for requests under way when the server ends
+};
+
+/// Threads: all of it on the io_context's one thread.
+class Connections {
+ public:
+  /// Borrows all, for its whole life; the io_context outlives it.
+  Connections(asio::io_context& loop, Dispatcher& dispatcher, Writer& writer,
+              asio::thread_pool& pool, const Limits& limits);
+
+  /// Serves the connection, or closes it at once when there are too many.
+  void add(asio::ip::tcp::socket socket);
+  void remove(const std::shared_ptr<Session>& session);
+
+  /// Lets requests under way come to their end, closes what is idle, then ends the io_context.
+  void drain();
+  [[nodiscard]] bool draining() const noexcept { return draining_; }
+
+  [[nodiscard]] asio::io_context& loop() noexcept { return loop_; }
+  [[nodiscard]] Dispatcher& dispatcher() noexcept { return dispatcher_; }
+  [[nodiscard]] Writer& writer() noexcept { return writer_; }
+  [[nodiscard]] asio::thread_pool& pool() noexcept { return pool_; }
+  [[nodiscard]] const Limits& limits() const noexcept { return limits_; }
+  /// For one read; its bytes are moved on before anything else runs.
+  [[nodiscard]] std::array<char, 64U << 10U>& scratch() noexcept { return scratch_; }
+
+ private:
+  asio::awaitable<void> watch();
+
+  asio::io_context& loop_;
+  Dispatcher& dispatcher_;
+  Writer& writer_;
+  asio::thread_pool& pool_;
+  const Limits limits_;
+  std::array<char, 64U << 10U> scratch_{};
+  std::unordered_set<std::shared_ptr<Session>> sessions_;
+  bool draining_ = false;
+  std::chrono::steady_clock::time_point drainedBy_;
+};
+
+}  // namespace orvix::server

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+// The engine's own time limit only makes estimates coarser. A source of "all documents" that is asked
+// about every candidate sees the time pass, and may throw.
+#include "server/qorQueryLimits.h"
+
+#include <algorithm>
+#include <string>
+#include <time.h>
+
+#include "server/qorRefusal.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr std::size_t LIGHT_QUERY = 200;  // bytes
+constexpr unsigned STEPS_A_LOOK = 256;    // reading the clock takes longer than a step
+
+bool isBlank(char byte) noexcept { return static_cast<unsigned char>(byte) <= 0x20; }
+
+/// The first byte of a character from U+2E80 on, where scripts without blanks begin.
+bool startsBlanklessCharacter(char byte) noexcept {
+  return static_cast<unsigned char>(byte) >= 0xe2;
+}
+
+std::size_t wordsIn(std::string_view query) noexcept {
+  std::size_t words = 0;
+  bool inside = false;
+  for (const char byte : query) {
+    const bool blank = isBlank(byte);
+    if ((!blank && !inside) || startsBlanklessCharacter(byte)) ++words;
+    inside = !blank;
+  }
+  return words;
+}
+
+/// Parentheses within phrases count, too: the parser decides what a phrase is, and it is not asked yet.
+std::size_t depthOf(std::string_view query) noexcept {
+  std::size_t depth = 0;
+  std::size_t deepest = 0;
+  for (const char byte : query) {
+    if (byte == '(') deepest = std::max(deepest, ++depth);
+    if (byte == ')' && depth > 0) --depth;
+  }
+  return deepest;
+}
+
+std::chrono::nanoseconds processorTime() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+/// All documents, and a look at the clock now and then. Its weight is 0.
+class Watch : public Xapian::PostingSource {
+ public:
+  explicit Watch(std::chrono::nanoseconds end) : end_(end) {}
+
+  Xapian::doccount get_termfreq_min() const override { return documents_; }
+  Xapian::doccount get_termfreq_est() const override { return documents_; }
+  Xapian::doccount get_termfreq_max() const override { return documents_; }
+  Xapian::docid get_docid() const override { return at_; }
+  bool at_end() const override { return at_ > last_; }
+  void next(double) override { moveTo(at_ + 1); }
+  void skip_to(Xapian::docid to, double) override { moveTo(std::max(to, at_)); }
+  bool check(Xapian::docid to, double) override {
+    moveTo(std::max(to, at_));
+    return true;
+  }
+  void init(const Xapian::Database& database) override {
+    at_ = 0;
+    last_ = database.get_lastdocid();
+    documents_ = database.get_doccount();
+  }
+  std::string get_description() const override { return "Watch"; }
+
+ private:
+  void moveTo(Xapian::docid to) {
+    at_ = to;
+    if (++steps_ % STEPS_A_LOOK == 0 && processorTime() > end_) throw QueryTooLong();
+  }
+
+  std::chrono::nanoseconds end_;
+  Xapian::docid at_ = 0;
+  Xapian::docid last_ = 0;
+  Xapian::doccount documents_ = 0;
+  unsigned steps_ = 0;
+};
+
+}  // namespace
+
+void checkQueryText(std::string_view query) {
+  if (const std::size_t words = wordsIn(query); words > MAX_QUERY_WORDS) {
+    refuse(MessageId::QUERY_INVALID, "The query has " + std::to_string(words) +
+                                         " words; this server takes " +
+                                         std::to_string(MAX_QUERY_WORDS) + " at most");
+  }
+  if (const std::size_t depth = depthOf(query); depth > MAX_QUERY_DEPTH) {
+    refuse(MessageId::QUERY_INVALID, "The query has " + std::to_string(depth) +
+                                         " parentheses within each other; this server takes " +
+                                         std::to_string(MAX_QUERY_DEPTH) + " at most");
+  }
+}
+
+Xapian::termcount expansionsPerWildcard(std::string_view query) noexcept {
+  const auto wildcards = std::count(query.begin(), query.end(), '*');
+  return std::max<Xapian::termcount>(
+      1, MAX_EXPANSION / static_cast<Xapian::termcount>(std::max<std::ptrdiff_t>(1, wildcards)));
+}
+
+bool isLightQuery(std::string_view query) noexcept {
+  return query.size() <= LIGHT_QUERY && query.find_first_of("*\"") == std::string_view::npos &&
+         query.find("NEAR") == std::string_view::npos &&
+         query.find("ADJ") == std::string_view::npos;
+}
+
+Xapian::Query withTimeLimit(const Xapian::Query& query, std::chrono::milliseconds limit) {
+  if (query.empty()) return query;
+  auto* watch = new Watch(processorTime() + limit);  // the query owns it
+  return {Xapian::Query::OP_FILTER, query, Xapian::Query(watch->release())};
+}
+
+}  // namespace orvix::server

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "server/qorReaders.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "server/qorCollection.h"
+
+namespace orvix::server {
+
+void CollectionView::refresh() {
+  if (!database.reopen()) return;
+  config = Collection::configIn(database);
+  fields = Collection::fieldsIn(database);
+}
+
+/// The board is read before the disk: what changes in between is looked for once more next time.
+Readers::Lease Readers::take(std::string_view name) {
+  const std::uint64_t commits = board_.commits();
+  const std::uint64_t layouts = board_.layouts();
+  auto view = takeIdle(name);
+  if (!view) {
+    store_.requireExisting(name);
+    view = std::make_unique<CollectionView>();
+    view->name = name;
+    view->layouts = layouts;
+    view->database = Xapian::Database(store_.folderOf(name).string());
+    view->config = Collection::configIn(view->database);
+    view->fields = Collection::fieldsIn(view->database);
+  } else if (view->commits != commits) {
+    view->refresh();
+  }
+  view->commits = commits;
+  return {*this, std::move(view)};
+}
+
+std::unique_ptr<CollectionView> Readers::takeIdle(std::string_view name) {
+  std::list<std::unique_ptr<CollectionView>> dropped;  // closed outside the lock
+  const std::scoped_lock lock(mutex_);
+  if (const std::uint64_t now = board_.layouts(); now != layouts_) {
+    layouts_ = now;
+    dropped.swap(idle_);
+  }
+  const auto found = std::find_if(idle_.begin(), idle_.end(),
+                                  [name](const auto& view) { return view->name == name; });
+  if (found == idle_.end()) return nullptr;
+  auto view = std::move(*found);
+  idle_.erase(found);
+  return view;
+}
+
+/// A view that was opened before a rearrangement may show a folder that is gone.
+void Readers::giveBack(std::unique_ptr<CollectionView> view) {
+  std::unique_ptr<CollectionView> dropped;
+  const std::scoped_lock lock(mutex_);
+  if (view->layouts != board_.layouts()) {
+    dropped = std::move(view);
+    return;
+  }
+  idle_.push_front(std::move(view));
+  if (idle_.size() <= MAX_IDLE) return;
+  dropped = std::move(idle_.back());
+  idle_.pop_back();
+}
+
+Xapian::doccount Readers::documentsIn(std::string_view name) const {
+  const std::scoped_lock lock(mutex_);
+  for (const auto& view : idle_) {
+    if (view->name == name) return view->database.get_doccount();
+  }
+  return std::numeric_limits<Xapian::doccount>::max();
+}
+
+}  // namespace orvix::server
