@@ -54,7 +54,7 @@ std::chrono::nanoseconds processorTime() noexcept {
 /// All documents, and a look at the clock now and then. Its weight is 0.
 class Watch : public Xapian::PostingSource {
  public:
-  explicit Watch(std::chrono::nanoseconds end) : end_(end) {}
+  explicit Watch(std::chrono::milliseconds limit) : watch_(limit) {}
 
   Xapian::doccount get_termfreq_min() const override { return documents_; }
   Xapian::doccount get_termfreq_est() const override { return documents_; }
@@ -77,17 +77,22 @@ class Watch : public Xapian::PostingSource {
  private:
   void moveTo(Xapian::docid to) {
     at_ = to;
-    if (++steps_ % STEPS_A_LOOK == 0 && processorTime() > end_) throw QueryTooLong();
+    watch_.step();
   }
 
-  std::chrono::nanoseconds end_;
+  Stopwatch watch_;
   Xapian::docid at_ = 0;
   Xapian::docid last_ = 0;
   Xapian::doccount documents_ = 0;
-  unsigned steps_ = 0;
 };
 
 }  // namespace
+
+Stopwatch::Stopwatch(std::chrono::milliseconds limit) : end_(processorTime() + limit) {}
+
+void Stopwatch::step() {
+  if (++steps_ % STEPS_A_LOOK == 0 && processorTime() > end_) throw QueryTooLong();
+}
 
 void checkQueryText(std::string_view query) {
   if (const std::size_t words = wordsIn(query); words > MAX_QUERY_WORDS) {
@@ -116,7 +121,7 @@ bool isLightQuery(std::string_view query) noexcept {
 
 Xapian::Query withTimeLimit(const Xapian::Query& query, std::chrono::milliseconds limit) {
   if (query.empty()) return query;
-  auto* watch = new Watch(processorTime() + limit);  // the query owns it
+  auto* watch = new Watch(limit);  // the query owns it
   return {Xapian::Query::OP_FILTER, query, Xapian::Query(watch->release())};
 }
 

@@ -24,11 +24,37 @@ void checkQueryText(std::string_view query);
 /// True for a few plain words: no wildcard, no phrase, no distance.
 [[nodiscard]] bool isLightQuery(std::string_view query) noexcept;
 
-/// The query, but with an end once it has used `limit` of its thread's processor time: then matching
-/// throws QueryTooLong. Changes neither which documents match nor their weights.
+class QueryTooLong {};
+
+/// Throws QueryTooLong when asked after its thread has used `limit` of processor time since it was made.
+class Stopwatch {
+ public:
+  explicit Stopwatch(std::chrono::milliseconds limit);
+  /// Looks at the clock now and then only.
+  void step();
+
+ private:
+  std::chrono::nanoseconds end_;
+  unsigned steps_ = 0;
+};
+
+/// The query, but matching throws QueryTooLong at its time's end. Changes neither which documents match
+/// nor their order or weights, but for the engine's percentages.
 [[nodiscard]] Xapian::Query withTimeLimit(const Xapian::Query& query,
                                           std::chrono::milliseconds limit);
 
-class QueryTooLong {};
+/// The same for a match whose percentages count and whose estimates do not: a decider that takes all.
+/// It is not asked about documents that only the places of their words rule out, so it may stop later.
+class PatientDecider : public Xapian::MatchDecider {
+ public:
+  explicit PatientDecider(std::chrono::milliseconds limit) : watch_(limit) {}
+  bool operator()(const Xapian::Document&) const override {
+    watch_.step();
+    return true;
+  }
+
+ private:
+  mutable Stopwatch watch_;
+};
 
 }  // namespace orvix::server

@@ -45,7 +45,7 @@ std::string queryNameOf(std::string name) {
 
 Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& fields,
                          const std::string& text, const std::string& language) {
-  if (text == EVERYTHING) return withTimeLimit(Xapian::Query::MatchAll, TIME_LIMIT);
+  if (text == EVERYTHING) return Xapian::Query::MatchAll;
   Xapian::QueryParser parser;
   parser.set_database(database);
   parser.set_stemmer(stemmerOf(language));
@@ -55,7 +55,7 @@ Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& 
     if (field.searchable) parser.add_prefix(queryNameOf(name), FieldRegistry::prefixOf(field));
   }
   checkQueryText(text);
-  return withTimeLimit(parser.parse_query(text, QUERY_FLAGS), TIME_LIMIT);
+  return parser.parse_query(text, QUERY_FLAGS);
 }
 
 /// Calls `work`; what the engine says about the query itself becomes a refusal that quotes it.
@@ -102,11 +102,16 @@ void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
 std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options) {
   Xapian::MultiValueKeyMaker keys;
   Xapian::Enquire enquire(view.database);
-  enquire.set_query(parseQuery(view.database, view.fields, options.query, options.language));
+  const PatientDecider decider(TIME_LIMIT);
+  const Xapian::Query query =
+      parseQuery(view.database, view.fields, options.query, options.language);
+  enquire.set_query(options.normalized ? query : withTimeLimit(query, TIME_LIMIT));
   const Xapian::doccount documents = view.database.get_doccount();
   setOrder(enquire, keys, options, view.fields, documents == 0);
   const Xapian::doccount start = std::min(options.start, documents);
-  const Xapian::MSet matches = enquire.get_mset(start, std::min(options.wanted, documents - start));
+  const Xapian::MSet matches =
+      enquire.get_mset(start, std::min(options.wanted, documents - start), 0, nullptr,
+                       options.normalized ? &decider : nullptr);
   std::vector<Hit> hits;
   hits.reserve(matches.size());
   for (auto match = matches.begin(); match != matches.end(); ++match) {
@@ -185,7 +190,8 @@ Estimate estimateMatches(Readers& readers, std::string_view collection, const Pr
     const std::string language = languageOfQuery(request, view->config.language);
     return judgingQuery(query, [&] {
       Xapian::Enquire enquire(view->database);
-      enquire.set_query(parseQuery(view->database, view->fields, query, language));
+      enquire.set_query(
+          withTimeLimit(parseQuery(view->database, view->fields, query, language), TIME_LIMIT));
       const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
       return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
                       view->database.get_doccount()};

@@ -5,9 +5,8 @@
 #include <asio.hpp>
 #include <gtest/gtest.h>
 #include <string>
-#include <thread>
 
-#include "tests/server/qorServerFixture.h"
+#include "tests/server/qorConnectionFixture.h"
 
 namespace orvix::server {
 namespace {
@@ -15,59 +14,7 @@ namespace {
 using testing::documentOf;
 using testing::frameOf;
 
-class Connection : public testing::ServerFixture {
- protected:
-  Connection() {
-    thread_ = std::thread([this] { loop_.run(); });
-  }
-  ~Connection() override {
-    loop_.stop();
-    thread_.join();
-    pool_.join();
-    writer_.finish();
-  }
-
-  static Limits limits() {
-    Limits limits;
-    limits.header = std::chrono::seconds(1);
-    limits.idle = std::chrono::seconds(3);
-    limits.connections = 8;
-    return limits;
-  }
-  asio::ip::tcp::socket connect() {
-    asio::ip::tcp::socket socket(client_);
-    socket.connect(listener_.endpoint());
-    socket.set_option(asio::ip::tcp::no_delay(true));
-    return socket;
-  }
-  static void write(asio::ip::tcp::socket& socket, const std::string& bytes) {
-    asio::write(socket, asio::buffer(bytes));
-  }
-  /// Exactly as many bytes as are expected, so that surplus ones show in the next read.
-  static std::string read(asio::ip::tcp::socket& socket, std::size_t count) {
-    std::string bytes(count, '\0');
-    std::error_code error;
-    bytes.resize(asio::read(socket, asio::buffer(bytes), error));
-    return bytes;
-  }
-
- private:
-  struct Started {
-    Started(Listener& listener, Writer& writer) {
-      writer.start();
-      listener.start();
-    }
-  };
-
-  asio::io_context loop_{1};
-  asio::io_context client_;
-  asio::thread_pool pool_{1};
-  Writer writer_{dispatcher(), board(), loop_};
-  Connections connections_{loop_, dispatcher(), writer_, pool_, limits()};
-  Listener listener_{loop_, listenAddressOf("127.0.0.1:0"), connections_};
-  Started started_{listener_, writer_};
-  std::thread thread_;
-};
+class Connection : public testing::ConnectionFixture {};
 
 const std::string STREAM =
     frameOf("action: createCollection\nindex: c\n") +

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: Apache-2.0
+// What one peer may take from the others: time, connections, memory, the engine's attention.
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "server/qorQueryLimits.h"
+#include "tests/server/qorConnectionFixture.h"
+
+namespace orvix::server {
+namespace {
+
+using testing::documentOf;
+using testing::frameOf;
+using testing::u16Bytes;
+using Clock = std::chrono::steady_clock;
+
+class Bounds : public testing::ConnectionFixture {
+ protected:
+  /// Seconds until the server closes the connection, while `feed` is called every 100 ms.
+  template <typename Feed>
+  static double lifeOf(asio::ip::tcp::socket& socket, const Feed& feed) {
+    const auto start = Clock::now();
+    const auto seconds = [start] {
+      return std::chrono::duration<double>(Clock::now() - start).count();
+    };
+    socket.non_blocking(true);
+    std::error_code error;
+    char byte = 0;
+    while (seconds() < 10) {
+      socket.read_some(asio::buffer(&byte, 1), error);
+      if (error && error != asio::error::would_block) break;
+      feed();
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return seconds();
+  }
+};
+
+TEST_F(Bounds, AHeaderThatDripsInIsCutOffButASilentConnectionLivesLonger) {
+  const std::string frame = frameOf("action: getStatus\n");
+  auto slow = connect();
+  auto silent = connect();
+  std::size_t sent = 0;
+  std::error_code ignored;
+  const double slowLife = lifeOf(
+      slow, [&] { asio::write(slow, asio::buffer(&frame[sent++ % frame.size()], 1), ignored); });
+  EXPECT_GE(slowLife, 0.9);  // 1 s is allowed, looked at twice a second
+  EXPECT_LT(slowLife, 2.5);
+  write(silent, frame);
+  EXPECT_EQ(read(silent, 2), u16Bytes(1));
+  const double silentLife = lifeOf(silent, [] {});
+  EXPECT_GE(silentLife, 2.5);  // 3 s
+  EXPECT_LT(silentLife, 5);
+}
+
+TEST_F(Bounds, ConnectionsAboveTheLimitAreClosedAndPlacesAreGivenBack) {
+  std::vector<asio::ip::tcp::socket> held;
+  for (std::size_t i = 0; i < limits().connections; ++i) {
+    held.push_back(connect());
+    write(held.back(), frameOf("action: getStatus\n"));
+    ASSERT_EQ(read(held.back(), 2), u16Bytes(1));
+  }
+  auto surplus = connect();
+  EXPECT_EQ(read(surplus, 1), "");
+  held.pop_back();
+  for (int i = 0; i < 100; ++i) {
+    auto next = connect();
+    std::error_code error;
+    asio::write(next, asio::buffer(frameOf("action: getStatus\n")), error);
+    if (read(next, 2) == u16Bytes(1)) return;
+  }
+  FAIL() << "the place was not given back";
+}
+
+TEST_F(Bounds, DocumentsThatAreNeverAnsweredAreAllWorkedOffInOrder) {
+  create("c");
+  auto socket = connect();
+  std::string stream;
+  constexpr int DOCUMENTS = 5000;  // more than may be queued
+  for (int i = 0; i < DOCUMENTS; ++i) {
+    stream += frameOf("action: asyncAddDocument\nindex: c\n",
+                      documentOf("k" + std::to_string(i % 7), "n" + std::to_string(i)));
+  }
+  stream += frameOf("action: asyncAddDocument\nindex: c\n", testing::TERMINATOR) +
+            frameOf("action: search\nindex: c\nquery: n4999\nscoreWanted: false\n");
+  write(socket, stream);
+  EXPECT_EQ(read(socket, 2 + 4 + 2), u16Bytes(1) + u16Bytes(1) + u16Bytes(2) + "k1");
+}
+
+TEST_F(Bounds, SearchesAreAnsweredWhileTheWriterIsAtWork) {
+  create("c");
+  add("k", "word");
+  std::atomic<bool> working = false;
+  std::atomic<bool> go = false;
+  writer().post([&] {
+    working = true;
+    while (!go) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  while (!working) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  auto socket = connect();
+  for (const char* query : {"word", "\"word\"", "wor*"}) {
+    write(socket, frameOf(std::string("action: search\nindex: c\nscoreWanted: false\nquery: ") +
+                          query + "\n"));
+    EXPECT_EQ(read(socket, 11),
+              u16Bytes(1) + u16Bytes(1) + u16Bytes(1) + "k" + u16Bytes(1) + u16Bytes(0));
+  }
+  write(socket, frameOf("action: getStatus\n"));
+  EXPECT_EQ(read(socket, 2), u16Bytes(5)) << "busy";
+  go = true;
+}
+
+/// Searches that commits overtake are run again, and each sees some whole revision.
+TEST_F(Bounds, SearchesSeeWholeRevisionsWhateverIsCommittedMeanwhile) {
+  create("c");
+  std::atomic<bool> ended = false;
+  std::thread load([&] {
+    auto socket = connect();
+    for (int i = 0; i < 150; ++i) {
+      for (int key = 0; key < 20; ++key) {
+        write(socket,
+              frameOf("action: asyncAddDocument\nindex: c\n",
+                      documentOf("k" + std::to_string(key), "same round" + std::to_string(i))));
+      }
+      write(socket, frameOf("action: updateIndex\nindex: c\n"));
+      EXPECT_EQ(read(socket, 2), u16Bytes(1));
+    }
+    ended = true;
+  });
+  while (!ended) {
+    const std::size_t hits = find("same").size();
+    ASSERT_TRUE(hits == 0 || hits == 20) << hits;
+  }
+  load.join();
+  EXPECT_EQ(find("round149").size(), 20U);
+}
+
+TEST(QueryLimits, AreAboutWordsDepthAndWildcards) {
+  const auto refused = [](const std::string& query) {
+    try {
+      checkQueryText(query);
+      return false;
+    } catch (const Refusal& refusal) {
+      EXPECT_EQ(refusal.fault().id, MessageId::QUERY_INVALID);
+      return true;
+    }
+  };
+  const auto times = [](std::size_t count, const std::string& text) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  EXPECT_FALSE(refused(times(1000, "w ")));
+  EXPECT_TRUE(refused(times(1001, "w ")));
+  EXPECT_FALSE(refused(times(1000, "\u68ee")));
+  EXPECT_TRUE(refused(times(1001, "\u68ee")));
+  EXPECT_FALSE(refused(times(100, "(") + "a" + times(100, ")")));
+  EXPECT_FALSE(refused(times(101, "(a) ")));
+  EXPECT_TRUE(refused(times(101, "(") + "a" + times(101, ")")));
+  EXPECT_TRUE(refused(times(20000, "NOT ")));
+  EXPECT_EQ(expansionsPerWildcard("a"), 10000U);
+  EXPECT_EQ(expansionsPerWildcard("a* b* c*"), 3333U);
+  EXPECT_EQ(expansionsPerWildcard(times(65000, "*")), 1U);
+}
+
+class QueryTime : public testing::ServerFixture {};
+
+TEST_F(QueryTime, TheWorstQueriesWithinTheLimitsAreAnsweredSoon) {
+  create("c");
+  for (int i = 0; i < 5; ++i) add("k" + std::to_string(i), "a b c d " + std::to_string(i));
+  const auto repeated = [](const std::string& text, std::size_t count) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += text + std::to_string(i) + " ";
+    return all;
+  };
+  const std::string nested = std::string(100, '(') + "a" + std::string(100, ')');
+  for (const std::string& query :
+       {repeated("OR a", 999), repeated("NOT a", 999), repeated("a NEAR b", 300),
+        "\"" + repeated("a", 999) + "\"", repeated("a*", 999), nested, repeated("-a +b", 499),
+        std::string(65000, '('), std::string(30000, '"'), repeated("a", 13000)}) {
+    const auto start = Clock::now();
+    static_cast<void>(ask("search", {{"index", "c"}, {"query", query}}));
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    EXPECT_LT(seconds, 5) << query.substr(0, 20) << " took " << seconds;
+  }
+}
+
+TEST_F(QueryTime, AWatchEndsAMatchAndChangesNothingElse) {
+  create("c");
+  for (int i = 0; i < 3000; ++i) {
+    const std::string content = std::string(static_cast<std::size_t>(i % 9), 'x') + " word " +
+                                (i % 3 == 0 ? "other " : "") + std::to_string(i);
+    ask("asyncAddDocument", {{"index", "c"}}, documentOf("k" + std::to_string(i), content));
+  }
+  ask("updateIndex", {{"index", "c"}});
+  const Xapian::Database database((root() / "collections" / "n-c").string());
+  const Xapian::Query query(Xapian::Query::OP_OR, Xapian::Query("word"), Xapian::Query("other"));
+  const auto hitsOf = [&database](const Xapian::Query& asked, const PatientDecider* decider) {
+    Xapian::Enquire enquire(database);
+    enquire.set_query(asked);
+    const Xapian::MSet hits = enquire.get_mset(0, 2000, 0, nullptr, decider);
+    std::vector<std::string> told;
+    for (auto hit = hits.begin(); hit != hits.end(); ++hit) {
+      told.push_back(std::to_string(*hit) + " " + std::to_string(hit.get_weight()));
+    }
+    return told;
+  };
+  const PatientDecider patient{std::chrono::seconds(60)};
+  const PatientDecider hasty{std::chrono::milliseconds(0)};
+  const auto plain = hitsOf(query, nullptr);
+  EXPECT_EQ(hitsOf(withTimeLimit(query, std::chrono::seconds(60)), nullptr), plain);
+  EXPECT_EQ(hitsOf(query, &patient), plain);
+  EXPECT_THROW(hitsOf(withTimeLimit(query, std::chrono::milliseconds(0)), nullptr), QueryTooLong);
+  EXPECT_THROW(hitsOf(query, &hasty), QueryTooLong);
+}
+
+}  // namespace
+}  // namespace orvix::server
