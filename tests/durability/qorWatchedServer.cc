@@ -46,6 +46,13 @@ void awaitGone(pid_t process) {
   }
 }
 
+void limit(pid_t process, __rlimit_resource what, unsigned long long value) {
+  rlimit current{};
+  ::prlimit(process, what, nullptr, &current);
+  current.rlim_cur = value;
+  ::prlimit(process, what, &current, nullptr);
+}
+
 }  // namespace
 
 WatchedServer::WatchedServer(const std::string& program, const std::string& data,
@@ -81,10 +88,11 @@ WatchedServer::~WatchedServer() {
 }
 
 void WatchedServer::limitFileSize(unsigned long long bytes) const {
-  rlimit limit{};
-  ::prlimit(process_, RLIMIT_FSIZE, nullptr, &limit);
-  limit.rlim_cur = bytes;
-  ::prlimit(process_, RLIMIT_FSIZE, &limit, nullptr);
+  limit(process_, RLIMIT_FSIZE, bytes);
+}
+
+void WatchedServer::limitDescriptors(unsigned long long count) const {
+  limit(process_, RLIMIT_NOFILE, count);
 }
 
 bool WatchedServer::terminate() {

@@ -22,6 +22,8 @@ class WatchedServer {
   [[nodiscard]] unsigned port() const noexcept { return port_; }
   /// Files of the server may have this many bytes from now on; RLIM_INFINITY lifts the limit.
   void limitFileSize(unsigned long long bytes) const;
+  void limitDescriptors(unsigned long long count) const;
+  [[nodiscard]] pid_t process() const noexcept { return process_; }
   /// SIGTERM; answers whether the server then ended with exit code 0, within a bound. Untraced only.
   bool terminate();
 
