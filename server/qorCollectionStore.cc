@@ -35,6 +35,7 @@ Collection& CollectionStore::open(std::string_view name) {
   requireExisting(name);
   auto opened =
       std::make_unique<Collection>(std::string(name), folderOf(name), &directory_.board());
+  order_.emplace_back(name);
   return *opened_.emplace(std::string(name), std::move(opened)).first->second;
 }
 
@@ -43,8 +44,19 @@ void CollectionStore::close(std::string_view name) {
   const auto found = opened_.find(name);
   if (found == opened_.end()) return;
   found->second->commit();
-  opened_.erase(found);
-  directory_.board().forget(std::string(name));
+  forget(name);
+}
+
+void CollectionStore::trim() {
+  while (opened_.size() > MAX_OPEN) {
+    const std::string name = order_.front();
+    try {
+      opened_.at(name)->commit();
+    } catch (...) {
+      // Its outcomes say so.
+    }
+    forget(name);
+  }
 }
 
 void CollectionStore::install(std::string_view name, const fs::path& fresh) {
@@ -83,8 +95,7 @@ void CollectionStore::closeAll() {
     } catch (...) {
       if (!first) first = std::current_exception();
     }
-    directory_.board().forget(opened_.begin()->first);
-    opened_.erase(opened_.begin());
+    forget(opened_.begin()->first);
   }
   if (first) std::rethrow_exception(first);
 }
@@ -96,8 +107,10 @@ void CollectionStore::requireExisting(std::string_view name) const {
 }
 
 void CollectionStore::forget(std::string_view name) {
-  if (const auto found = opened_.find(name); found != opened_.end()) opened_.erase(found);
-  directory_.board().forget(std::string(name));
+  const std::string held(name);  // the entry may be what the name is part of
+  opened_.erase(held);
+  std::erase(order_, held);
+  directory_.board().forget(held);
 }
 
 }  // namespace orvix::server

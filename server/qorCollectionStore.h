@@ -2,6 +2,8 @@
 // The collections of one data directory, by name: creates, drops, opens and closes them.
 #pragma once
 
+#include <cstddef>
+#include <deque>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -21,6 +23,9 @@ namespace orvix::server {
 /// Threads: that of the writer; what is const looks at the file system only and may be asked by all.
 class CollectionStore {
  public:
+  /// Each takes some descriptors.
+  static constexpr std::size_t MAX_OPEN = 64;
+
   /// Borrows: the directory, for its whole life.
   explicit CollectionStore(DataDirectory& directory) : directory_(directory) {}
 
@@ -38,6 +43,10 @@ class CollectionStore {
   void requireExisting(std::string_view name) const;
   [[nodiscard]] std::filesystem::path folderOf(std::string_view name) const;
 
+  /// Lets go of the collections that were opened longest ago until MAX_OPEN are left. References to those
+  /// become invalid.
+  void trim();
+
   /// Commits every open collection and lets go of the handles; goes on past a failure and then
   /// throws the first.
   void closeAll();
@@ -49,6 +58,7 @@ class CollectionStore {
 
   DataDirectory& directory_;
   Opened opened_;
+  std::deque<std::string> order_;  // of opening
 };
 
 }  // namespace orvix::server

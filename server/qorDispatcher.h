@@ -42,6 +42,8 @@ class Dispatcher {
   /// Commits what the replies wait for, each collection once, and makes errors of those whose changes
   /// did not get to disk.
   static void settle(const std::vector<Reply*>& replies);
+  /// Gives back what requests have piled up. No reply of the writer's may be unsettled.
+  void tidy() { context_.store.trim(); }
   /// Both, for one request.
   [[nodiscard]] Reply handle(const Frame& request);
 

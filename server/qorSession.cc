@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "comm/protocol/internal/qorRequestKinds.h"
+#include "server/qorLog.h"
+#include "server/qorRefusal.h"
 
 namespace orvix::server {
 
@@ -40,6 +42,8 @@ asio::awaitable<void> Session::serve() {
   } catch (const std::system_error& error) {
     // The peer closed the connection, which it does having read everything, or broke it.
     if (error.code() == asio::error::eof) confirmReceipt();
+  } catch (...) {
+    logLine(currentFault("A connection ended").text);
   }
   deadline_ = Clock::time_point::max();
   co_await awaitQueued(0);
@@ -77,10 +81,12 @@ asio::awaitable<void> Session::readSome() {
     if (!headerDeadline_) headerDeadline_ = Clock::now() + all_.limits().header;
     deadline_ = *headerDeadline_;
   }
-  waiting_ = !frames_.inHeader() && !frames_.inBody() && queuedDocuments_ == 0;
-  co_await socket_.async_wait(Socket::wait_read, use_awaitable);
-  waiting_ = false;
   std::error_code error;
+  reading_ = true;
+  co_await socket_.async_wait(Socket::wait_read, redirect_error(use_awaitable, error));
+  reading_ = false;
+  if (closeAfterQueued_) co_return;
+  if (error) throw std::system_error(error);
   const std::size_t count = socket_.read_some(asio::buffer(all_.scratch()), error);
   if (error == asio::error::would_block) co_return;
   if (error) throw std::system_error(error);
@@ -127,7 +133,8 @@ asio::awaitable<void> Session::queue(Frame frame) {
   all_.writer().post(std::move(frame), [self = shared_from_this(), size](const Reply& reply) {
     self->queuedBytes_ -= size;
     --self->queuedDocuments_;
-    self->closeAfterQueued_ = self->closeAfterQueued_ || reply.close;
+    if (reply.close) self->closeAfterQueue();
+    if (self->all_.draining()) self->leaveWhenIdle();
     self->notify();
   });
   const Limits& limits = all_.limits();
@@ -221,8 +228,14 @@ void Session::endIfLate(Clock::time_point now) {
   socket_.close(ignored);
 }
 
+void Session::closeAfterQueue() {
+  closeAfterQueued_ = true;
+  std::error_code ignored;
+  socket_.cancel(ignored);  // it may wait for what will not be read any more
+}
+
 void Session::leaveWhenIdle() {
-  if (!waiting_) return;
+  if (!reading_ || frames_.inHeader() || frames_.inBody() || queuedDocuments_ != 0) return;
   std::error_code ignored;
   socket_.close(ignored);
 }

@@ -47,6 +47,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<void> awaitArrival();
   asio::awaitable<void> awaitQueued(std::size_t bytes);
   void confirmReceipt();
+  void closeAfterQueue();
   void expireIdly();
   void notify() { arrival_.cancel(); }
 
@@ -59,7 +60,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::size_t queuedBytes_ = 0;    // of documents that wait for the writer
   std::size_t queuedDocuments_ = 0;
   bool closeAfterQueued_ = false;
-  bool waiting_ = false;  // for a request's first byte
+  bool reading_ = false;  // or waiting for something to read
   Clock::time_point deadline_ = Clock::time_point::max();
   std::optional<Clock::time_point> headerDeadline_;
 };

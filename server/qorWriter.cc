@@ -95,6 +95,7 @@ void Writer::run(std::vector<Job>& group) {
     unsettled.push_back(&job.reply);
   }
   Dispatcher::settle(unsettled);
+  dispatcher_.tidy();
 }
 
 /// All replies of a group cross over to the io_context at once.

@@ -314,11 +314,10 @@ TEST_F(Road, AcknowledgedDocumentsOutliveTheServer) {
 TEST(RoadWithTokens, OnlyARightTokenIsServed) {
   const std::filesystem::path file =
       std::filesystem::temp_directory_path() / ("qor-token-" + std::to_string(::getpid()));
-  const std::string make = "printf right | " QORSERVER_PATH " token --stdin >" + file.string();
+  const std::string make =
+      "umask 077; printf right | " QORSERVER_PATH " token --stdin >" + file.string();
   ASSERT_EQ(std::system(make.c_str()), 0);
-  std::filesystem::permissions(file, std::filesystem::perms::owner_read);
   ServerProcess server({"--token-file", file.string()});
-  std::filesystem::remove(file);
   TamberPerfClient client(UnicodeString("127.0.0.1", ""), server.port());
   const auto version = [&](const Pairs& pairs) {
     Request request;
@@ -336,6 +335,22 @@ TEST(RoadWithTokens, OnlyARightTokenIsServed) {
     }
     EXPECT_TRUE(version({{StaticDefs::PARAM_AUTHENTICATION_TOKEN, u"right"}}));
   }
+
+  ASSERT_EQ(
+      std::system(("printf other | " QORSERVER_PATH " token --stdin >" + file.string()).c_str()),
+      0);
+  server.reload();
+  std::string told;
+  for (int i = 0; i < 1000 && told.empty(); ++i) {
+    try {
+      version({{StaticDefs::PARAM_AUTHENTICATION_TOKEN, u"right"}});
+    } catch (RESTException& e) {
+      told = oss::utf8(e.getErrorMessage().getMessageID());
+    }
+  }
+  EXPECT_EQ(told, "ERR_SERVER_INVALID_AUTH") << "the file was read again";
+  EXPECT_TRUE(version({{StaticDefs::PARAM_AUTHENTICATION_TOKEN, u"other"}}));
+  std::filesystem::remove(file);
 }
 
 }  // namespace

@@ -83,6 +83,8 @@ int ServerProcess::awaitExit() {
   return -1;
 }
 
+void ServerProcess::reload() const { ::kill(process_, SIGHUP); }
+
 int ServerProcess::terminate() {
   ::kill(process_, SIGTERM);
   return awaitExit();

@@ -20,6 +20,8 @@ class ServerProcess {
   [[nodiscard]] const std::string& folder() const { return folder_; }
   /// Waits, bounded, for the process to end by itself; its exit status, or -1 when it does not.
   int awaitExit();
+  /// SIGHUP: the server reads its token file again.
+  void reload() const;
   /// SIGTERM, then awaitExit().
   int terminate();
   /// SIGKILL: what a power cut leaves of a process.

@@ -57,6 +57,14 @@ TEST_F(Bounds, AHeaderThatDripsInIsCutOffButASilentConnectionLivesLonger) {
   EXPECT_LT(silentLife, 5);
 }
 
+TEST_F(Bounds, TwoLengthsThatDisagreeCloseTheConnectionEvenWithoutAReply) {
+  create("c");
+  auto socket = connect();
+  write(socket, frameOf("action: asyncAddDocument\nindex: c\n", documentOf("k", "word") + "x"));
+  EXPECT_LT(lifeOf(socket, [] {}), 2.5);
+  EXPECT_EQ(outcomes(), std::vector<std::string>{"k=SRV_BODY_MALFORMED"});
+}
+
 TEST_F(Bounds, ConnectionsAboveTheLimitAreClosedAndPlacesAreGivenBack) {
   std::vector<asio::ip::tcp::socket> held;
   for (std::size_t i = 0; i < limits().connections; ++i) {
@@ -111,6 +119,60 @@ TEST_F(Bounds, SearchesAreAnsweredWhileTheWriterIsAtWork) {
   write(socket, frameOf("action: getStatus\n"));
   EXPECT_EQ(read(socket, 2), u16Bytes(5)) << "busy";
   go = true;
+}
+
+TEST_F(Bounds, ChangesThatWaitTogetherShareACommit) {
+  create("c");
+  const auto revision = [this] {
+    const std::string status = ask("collectionStatus", {{"index", "c"}});
+    const std::size_t at = status.find("\"revision\":") + 11;
+    return std::stoul(status.substr(at));
+  };
+  const auto before = revision();
+  std::atomic<bool> go = false;
+  writer().post([&] {
+    while (!go) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  std::vector<asio::ip::tcp::socket> peers;
+  std::size_t queued = 0;
+  for (const char* key : {"1", "2", "3", "4", "5"}) {
+    peers.push_back(connect());
+    const std::string body = documentOf(key, "word");
+    write(peers.back(), frameOf("action: addDocument\nindex: c\n", body));
+    queued += body.size();
+  }
+  while (writer().queuedBytes() != queued) std::this_thread::yield();
+  go = true;
+  for (auto& peer : peers) EXPECT_EQ(read(peer, 2), u16Bytes(1));
+  EXPECT_EQ(find("word").size(), 5U);
+  EXPECT_EQ(revision(), before + 1);
+}
+
+TEST_F(Bounds, OutcomesAreToldUntilAPeerHasGotThem) {
+  create("c");
+  const std::string ask = frameOf("action: getParseResult\nindex: c\n");
+  const std::string told = u16Bytes(1) + u16Bytes(1) + u16Bytes(8) + u16Bytes(3) + "Doc" +
+                           u16Bytes(1) + "k" + u16Bytes(1) + u16Bytes(0);
+  {
+    auto broken = connect();
+    write(broken, frameOf("action: asyncAddDocument\nindex: c\n", documentOf("k", "word")) + ask);
+    EXPECT_EQ(read(broken, 3), told.substr(0, 3));
+    broken.set_option(asio::socket_base::linger(true, 0));  // closing resets the connection
+  }
+  {
+    auto whole = connect();
+    write(whole, ask);
+    EXPECT_EQ(read(whole, told.size()), told);
+  }
+  for (int i = 0; i < 1000; ++i) {  // the server has to see the end of that connection first
+    auto next = connect();
+    write(next, ask);
+    const std::string reply = read(next, 6);
+    if (reply == u16Bytes(1) + u16Bytes(1) + u16Bytes(0)) return;
+    ASSERT_EQ(reply, told.substr(0, 6));
+    next.set_option(asio::socket_base::linger(true, 0));
+  }
+  FAIL() << "told again and again";
 }
 
 /// Searches that commits overtake are run again, and each sees some whole revision.

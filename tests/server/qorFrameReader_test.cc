@@ -57,6 +57,31 @@ TEST(FrameReader, FramesAreTheSameWholeBytewiseAndAtEveryCut) {
   }
 }
 
+std::string manyLines(int count) {
+  std::string lines;
+  for (int i = 0; i < count; ++i) lines += "k" + std::to_string(i) + ": \n";
+  return lines;
+}
+
+TEST(FrameReader, TheHeaderIsJudgedBeforeItsBodyIsKept) {
+  int judged = 0;
+  FrameReader reader([&judged](Frame& frame) {
+    ++judged;
+    EXPECT_EQ(frame.body, "");
+    EXPECT_EQ(frame.bodyLength, 7U);
+    frame.admission = Admission::NO_TOKEN;
+    frame.positionLost = true;
+  });
+  const std::string frame = frameOf("action: x\n", "content");
+  reader.feed(std::string_view(frame).substr(0, frame.size() - 7));
+  const auto refused = reader.next();
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(refused->body, "");
+  EXPECT_EQ(judged, 1);
+  reader.feed("content" + frame);
+  EXPECT_FALSE(reader.next());
+}
+
 TEST(FrameReader, AFrameThatHidesItsLengthEndsTheStream) {
   struct Case {
     const char* name;
@@ -74,6 +99,11 @@ TEST(FrameReader, AFrameThatHidesItsLengthEndsTheStream) {
       {"length with a sign", "Content-Length  : -1\n\r\n"},
       {"length with a tail", "Content-Length  : 1x\n\r\n"},
       {"length of 33 bits", "Content-Length  : 4294967296\n\r\n"},
+      {"key twice", "Content-Length  : \na: 1\na: 2\n\r\n"},
+      {"zero byte in a key", std::string("Content-Length  : \na\0b: 1\n\r\n", 28)},
+      {"carriage return in a key", "Content-Length  : \na\rb: 1\n\r\n"},
+      {"key of 1001 bytes", "Content-Length  : \n" + std::string(1001, 'k') + ": 1\n\r\n"},
+      {"1001 lines", "Content-Length  : \n" + manyLines(1000) + "\r\n"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
