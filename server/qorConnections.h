@@ -24,7 +24,8 @@ struct Limits {
   std::size_t connections = 16384;
   std::size_t unacknowledged = 4U << 20U;  ///< bytes of one connection that wait for the writer
   std::size_t unacknowledgedInAll = 256U << 20U;
-  std::chrono::seconds farewell{10};  ///< for requests under way when the server ends
+  std::size_t unfinishedInAll = 1024U << 20U;  ///< bytes of bodies that are still coming in
+  std::chrono::seconds farewell{10};           ///< for requests under way when the server ends
 };
 
 /// Threads: all of it on the io_context's one thread.
@@ -47,6 +48,11 @@ class Connections {
   [[nodiscard]] Writer& writer() noexcept { return writer_; }
   [[nodiscard]] asio::thread_pool& pool() noexcept { return pool_; }
   [[nodiscard]] const Limits& limits() const noexcept { return limits_; }
+  /// Counts the bytes kept of unfinished bodies; answers whether they are within the limit.
+  bool account(std::size_t before, std::size_t now) noexcept {
+    unfinished_ += now - before;
+    return unfinished_ <= limits_.unfinishedInAll;
+  }
   /// For one read; its bytes are moved on before anything else runs.
   [[nodiscard]] std::array<char, 64U << 10U>& scratch() noexcept { return scratch_; }
 
@@ -60,6 +66,7 @@ class Connections {
   const Limits limits_;
   std::array<char, 64U << 10U> scratch_{};
   std::unordered_set<std::shared_ptr<Session>> sessions_;
+  std::size_t unfinished_ = 0;
   bool draining_ = false;
   std::chrono::steady_clock::time_point drainedBy_;
 };

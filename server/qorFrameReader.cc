@@ -156,6 +156,7 @@ bool FrameReader::readHeader() {
   if (held().size() < headerLength_) return false;
   parseHeaderText(held().substr(0, headerLength_), frame_);
   consume(headerLength_);
+  frame_.headerLength = headerLength_;
   if (!frame_.positionLost) parseBodyLength(frame_);
   if (screen_) screen_(frame_);
   bodyLeft_ = frame_.positionLost ? 0 : frame_.bodyLength;

@@ -3,6 +3,7 @@
 // engine. Bytes go in through feed(), whole frames come out of next(), in order.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,9 +30,13 @@ struct Frame {
   Properties properties;
   std::string body;  ///< whole, or its first KEPT_HEAD bytes when `fault` says it is too large
   std::uint32_t bodyLength = 0;  ///< as announced
+  std::size_t headerLength = 0;
   std::optional<Fault> fault;  ///< set: answer with it (or not at all) and do not obey the request
   bool positionLost = false;   ///< set: nothing after this frame can be understood; close
   Admission admission = Admission::NOT_SCREENED;
+
+  /// About the memory that it takes.
+  [[nodiscard]] std::size_t size() const noexcept { return headerLength + body.size(); }
 };
 
 /// Shape:  { length: u16, header text: u8[length], body: u8[Content-Length] }*
@@ -58,6 +63,12 @@ class FrameReader {
   /// A part of a frame has arrived: of its length or header, of its body.
   [[nodiscard]] bool inHeader() const noexcept;
   [[nodiscard]] bool inBody() const noexcept { return state_ == State::BODY; }
+  /// Bytes to feed at most: while a header is coming in, no more than KEPT_HEAD are held in all.
+  [[nodiscard]] std::size_t room() const noexcept {
+    return inBody() ? KEPT_HEAD : KEPT_HEAD - std::min(KEPT_HEAD, held().size());
+  }
+  /// Bytes that are kept of a body that is still coming in.
+  [[nodiscard]] std::size_t keptOfBody() const noexcept { return frame_.body.size(); }
 
  private:
   enum class State : std::uint32_t {

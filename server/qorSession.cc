@@ -46,6 +46,7 @@ asio::awaitable<void> Session::serve() {
     logLine(currentFault("A connection ended").text);
   }
   deadline_ = Clock::time_point::max();
+  accountForBody(0);
   co_await awaitQueued(0);
   all_.remove(self);
 }
@@ -54,7 +55,10 @@ asio::awaitable<void> Session::serveFrames() {
   bool open = true;
   while (open && !closeAfterQueued_) {
     auto frame = frames_.next();
-    if (frame) {
+    if (!accountForBody(frames_.keptOfBody())) {
+      logLine("A connection is closed: too many documents are being sent at once");
+      open = false;
+    } else if (frame) {
       headerDeadline_.reset();
       open = co_await answer(std::move(*frame));
     } else if (all_.draining()) {
@@ -87,10 +91,14 @@ asio::awaitable<void> Session::readSome() {
   reading_ = false;
   if (closeAfterQueued_) co_return;
   if (error) throw std::system_error(error);
-  const std::size_t count = socket_.read_some(asio::buffer(all_.scratch()), error);
+  const std::size_t count = socket_.read_some(asio::buffer(all_.scratch(), frames_.room()), error);
   if (error == asio::error::would_block) co_return;
   if (error) throw std::system_error(error);
   frames_.feed({all_.scratch().data(), count});
+}
+
+bool Session::accountForBody(std::size_t now) {
+  return all_.account(std::exchange(keptOfBody_, now), now);
 }
 
 void Session::confirmReceipt() {
@@ -127,7 +135,7 @@ asio::awaitable<bool> Session::answer(Frame frame) {
 /// Goes on at once while little is queued. Beyond that nothing more is read from this peer; when much is
 /// queued in all, from no peer that has its share.
 asio::awaitable<void> Session::queue(Frame frame) {
-  const std::size_t size = frame.body.size();
+  const std::size_t size = frame.size();
   queuedBytes_ += size;
   ++queuedDocuments_;
   all_.writer().post(std::move(frame), [self = shared_from_this(), size](const Reply& reply) {

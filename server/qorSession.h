@@ -46,6 +46,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<void> closeGently();
   asio::awaitable<void> awaitArrival();
   asio::awaitable<void> awaitQueued(std::size_t bytes);
+  bool accountForBody(std::size_t now);
   void confirmReceipt();
   void closeAfterQueue();
   void expireIdly();
@@ -59,6 +60,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::function<void()> receipt_;  // of the last reply, until the peer shows that it has it
   std::size_t queuedBytes_ = 0;    // of documents that wait for the writer
   std::size_t queuedDocuments_ = 0;
+  std::size_t keptOfBody_ = 0;  // as the account of all connections has it
   bool closeAfterQueued_ = false;
   bool reading_ = false;  // or waiting for something to read
   Clock::time_point deadline_ = Clock::time_point::max();

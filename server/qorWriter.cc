@@ -37,7 +37,7 @@ void Writer::post(Frame request, Done done) { add({std::move(request), std::move
 void Writer::post(std::function<void()> task) { add({{}, {}, std::move(task), {}}); }
 
 void Writer::add(Job job) {
-  queuedBytes_ += job.request.body.size();
+  queuedBytes_ += job.request.size();
   {
     const std::scoped_lock lock(mutex_);
     waiting_.push_back(std::move(job));
@@ -90,7 +90,7 @@ void Writer::run(std::vector<Job>& group) {
       continue;
     }
     job.reply = dispatcher_.begin(job.request);
-    queuedBytes_ -= job.request.body.size();
+    queuedBytes_ -= job.request.size();
     job.request = Frame();
     unsettled.push_back(&job.reply);
   }

@@ -84,6 +84,19 @@ TEST_F(Bounds, ConnectionsAboveTheLimitAreClosedAndPlacesAreGivenBack) {
   FAIL() << "the place was not given back";
 }
 
+TEST_F(Bounds, UnfinishedBodiesAreLimitedTogether) {
+  std::string start = frameOf("action: addDocument\nindex: c\n", std::string(300000, 'x'));
+  start.pop_back();
+  auto first = connect();
+  auto second = connect();
+  write(first, start);
+  std::error_code ignored;  // the close may come before all is written
+  asio::write(second, asio::buffer(start), ignored);
+  EXPECT_LT(lifeOf(second, [] {}), 2.5);  // of silence it would live 3 s
+  write(first, "x");
+  EXPECT_EQ(testing::verdictOf(read(first, 4000)), "SRV_BODY_MALFORMED") << "the other went on";
+}
+
 TEST_F(Bounds, DocumentsThatAreNeverAnsweredAreAllWorkedOffInOrder) {
   create("c");
   auto socket = connect();
@@ -137,9 +150,9 @@ TEST_F(Bounds, ChangesThatWaitTogetherShareACommit) {
   std::size_t queued = 0;
   for (const char* key : {"1", "2", "3", "4", "5"}) {
     peers.push_back(connect());
-    const std::string body = documentOf(key, "word");
-    write(peers.back(), frameOf("action: addDocument\nindex: c\n", body));
-    queued += body.size();
+    const std::string frame = frameOf("action: addDocument\nindex: c\n", documentOf(key, "word"));
+    write(peers.back(), frame);
+    queued += frame.size() - 2;  // without the length of the header
   }
   while (writer().queuedBytes() != queued) std::this_thread::yield();
   go = true;

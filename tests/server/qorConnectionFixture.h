@@ -31,6 +31,7 @@ class ConnectionFixture : public ServerFixture {
     limits.header = std::chrono::seconds(1);
     limits.idle = std::chrono::seconds(3);
     limits.connections = 8;
+    limits.unfinishedInAll = 500000;
     return limits;
   }
   Writer& writer() { return writer_; }
