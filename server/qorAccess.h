@@ -32,13 +32,13 @@ class AccessSet {
   std::uint32_t bits_ = 0;
 };
 
-/// The class that a kind needs, from the catalogue. Kinds for which that says "unknown" need UPDATE:
-/// they add documents and open collections.
+/// The class that a kind needs, from the catalogue. Kinds for which that says "unknown" need
+/// UPDATE: they add documents and open collections.
 [[nodiscard]] AccessSet::Class accessClassOf(std::uint32_t kind) noexcept;
 [[nodiscard]] std::string_view nameOf(AccessSet::Class wanted) noexcept;
 
-/// Shape of the file: one token a line, "<classes> <salt in hex> <keyed hash in hex>"; blank lines and
-/// lines that start with '#' do not count. The tokens themselves are nowhere.
+/// Shape of the file: one token a line, "<classes> <salt in hex> <keyed hash in hex>"; blank lines
+/// and lines that start with '#' do not count. The tokens themselves are nowhere.
 class Tokens {
  public:
   static constexpr std::size_t SALT_SIZE = 16;
@@ -50,8 +50,8 @@ class Tokens {
   ///         none, or no token.
   explicit Tokens(const std::filesystem::path& file);
 
-  /// What the token allows; nothing when it is none of the file's. Takes the same time however much of a
-  /// token was right, and whichever line it was.
+  /// What the token allows; nothing when it is none of the file's. Takes the same time however much
+  /// of a token was right, and whichever line it was.
   [[nodiscard]] AccessSet accessOf(std::string_view token) const noexcept;
 
   /// A line for the file. The salt is new each time.

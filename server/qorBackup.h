@@ -19,8 +19,8 @@ enum class OnExisting : std::uint32_t {
   KEEP = 3      // restore only what is not there
 };
 
-/// Layout: backups/<encoded backup name>/<encoded collection name>/, each a copy of one collection with
-///         its configuration and a list of hashes. A collection's copy is replaced as a whole.
+/// Layout: backups/<encoded backup name>/<encoded collection name>/, each a copy of one collection
+///         with its configuration and a list of hashes. A collection's copy is replaced as a whole.
 /// Throws: BACKUP_NAME_INVALID, BACKUP_UNKNOWN, BACKUP_DAMAGED, and what the store throws.
 class Backups {
  public:
@@ -31,8 +31,8 @@ class Backups {
   /// An empty `collection` means all of them; of a backup of all, the collections that are gone by
   /// the next one stay in it.
   void take(std::string_view backup, std::string_view collection);
-  /// Puts back the collection, or all that the backup holds. Of one that is replaced, uncommitted changes
-  /// and outcomes go. Throws COLLECTION_EXISTS before anything is changed.
+  /// Puts back the collection, or all that the backup holds. Of one that is replaced, uncommitted
+  /// changes and outcomes go. Throws COLLECTION_EXISTS before anything is changed.
   void restore(std::string_view backup, std::string_view collection, OnExisting onExisting);
 
  private:

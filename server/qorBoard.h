@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where the writing thread tells all others how the data directory stands. The only object that both
-// sides change; searches and status requests never wait for the writer through it.
+// Where the writing thread tells all others how the data directory stands. The only object that
+// both sides change; searches and status requests never wait for the writer through it.
 #pragma once
 
 #include <atomic>

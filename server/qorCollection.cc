@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Field list and configuration are metadata of the engine's database, so that one commit, copy or
-// rename covers them and the documents alike. Changes are made in a transaction: without one the engine
-// commits by itself after some number of them, and when its writer goes away.
+// rename covers them and the documents alike. Changes are made in a transaction: without one the
+// engine commits by itself after some number of them, and when its writer goes away.
 #include "server/qorCollection.h"
 
 #include <ctime>

@@ -22,9 +22,9 @@ namespace orvix::server {
 /// commit() returns once the changes are on disk for good: the engine syncs its files, but not the
 /// folder in which it publishes a revision by renaming.
 /// Errors:  an engine failure during a change or a commit loses all uncommitted changes: the
-///          outcomes say so, losses() counts it, lastError() keeps the reason until a commit succeeds.
-///          After a folder could not be synced nothing is written before it could be: the next
-///          revision would overwrite blocks of the one that a power cut brings back.
+///          outcomes say so, losses() counts it, lastError() keeps the reason until a commit
+///          succeeds. After a folder could not be synced nothing is written before it could be: the
+///          next revision would overwrite blocks of the one that a power cut brings back.
 /// Threads: that of the writer. Searches have handles of their own, see Readers.
 class Collection {
  public:

@@ -20,7 +20,8 @@ namespace orvix::server {
 
 /// Owns the open collections; a returned reference lives until its collection is closed or dropped.
 /// Throws: COLLECTION_NAME_INVALID for an empty or too long name, COLLECTION_UNKNOWN.
-/// Threads: that of the writer; what is const looks at the file system only and may be asked by all.
+/// Threads: that of the writer; what is const looks at the file system only and may be asked by
+///          all.
 class CollectionStore {
  public:
   /// Each takes some descriptors.
@@ -43,8 +44,8 @@ class CollectionStore {
   void requireExisting(std::string_view name) const;
   [[nodiscard]] std::filesystem::path folderOf(std::string_view name) const;
 
-  /// Lets go of the collections that were opened longest ago until MAX_OPEN are left. References to those
-  /// become invalid.
+  /// Lets go of the collections that were opened longest ago until MAX_OPEN are left. References to
+  /// those become invalid.
   void trim();
 
   /// Commits every open collection and lets go of the handles; goes on past a failure and then

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// One timer looks at all connections twice a second: with ten thousand of them that is cheaper than a
-// timer each, and a deadline need not be met to the millisecond.
+// One timer looks at all connections twice a second: with ten thousand of them that is cheaper than
+// a timer each, and a deadline need not be met to the millisecond.
 #include "server/qorConnections.h"
 
 #include <utility>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What all connections of one server share: limits, threads, one read buffer, and the watch over those
-// that take too long.
+// What all connections of one server share: limits, threads, one read buffer, and the watch over
+// those that take too long.
 #pragma once
 
 #include <array>

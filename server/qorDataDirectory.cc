@@ -20,7 +20,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// In one step where the file system can: otherwise a crash between two would leave neither in place.
+/// In one step where the file system can: otherwise a crash between two would leave neither in
+/// place.
 void swapFolders(const fs::path& fresh, const fs::path& folder) {
   if (::renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, folder.c_str(), RENAME_EXCHANGE) == 0) return;
   if (errno != EINVAL && errno != ENOSYS) refuseByErrno("Replacing", folder);

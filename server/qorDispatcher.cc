@@ -91,8 +91,8 @@ Reply unauthorised(bool answered) {
   return reply;
 }
 
-/// A document's body states its length, and so does the header. Where they differ, nobody knows where
-/// the next request starts.
+/// A document's body states its length, and so does the header. Where they differ, nobody knows
+/// where the next request starts.
 std::optional<Fault> disagreement(std::optional<std::uint32_t> kind, const Frame& request) {
   const bool hasBody = kind == kinds::ADD_DOCUMENT || kind == kinds::ASYNC_ADD_DOCUMENT ||
                        kind == kinds::DELETE_DOCUMENT;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// From a frame to its reply: recognises the kind, checks the right to ask, calls the handler, and turns
-// whatever goes wrong into an error reply. Nothing is thrown past it.
+// From a frame to its reply: recognises the kind, checks the right to ask, calls the handler, and
+// turns whatever goes wrong into an error reply. Nothing is thrown past it.
 #pragma once
 
 #include <cstdint>
@@ -32,15 +32,15 @@ class Dispatcher {
   Dispatcher(ServerContext& context, const Tokens& tokens, bool readOnly = false)
       : context_(context), tokens_(tokens), readOnly_(readOnly) {}
 
-  /// Judges a request by its header alone. What a token allows follows from the request's action, not
-  /// from the access class that the request states.
+  /// Judges a request by its header alone. What a token allows follows from the request's action,
+  /// not from the access class that the request states.
   void screen(Frame& request) const;
   [[nodiscard]] Lane laneOf(const Frame& request) const;
 
   /// Runs the request. A reply with a ticket must go through settle() before it leaves.
   [[nodiscard]] Reply begin(const Frame& request);
-  /// Commits what the replies wait for, each collection once, and makes errors of those whose changes
-  /// did not get to disk.
+  /// Commits what the replies wait for, each collection once, and makes errors of those whose
+  /// changes did not get to disk.
   static void settle(const std::vector<Reply*>& replies);
   /// Gives back what requests have piled up. No reply of the writer's may be unsettled.
   void tidy() { context_.store.trim(); }

@@ -28,7 +28,7 @@ bool isControl(char byte) noexcept {
   return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7f;
 }
 
-/// What is wrong with a key, or nothing. Keys are never shown whole: they may be a misplaced secret.
+/// What is wrong with a key, or nothing.
 std::string complaintAbout(std::string_view key) {
   if (key.size() > FrameReader::MAX_KEY) return "A header key has more than 1000 bytes";
   if (std::any_of(key.begin(), key.end(), isControl)) return "A header key has control characters";

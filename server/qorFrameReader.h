@@ -41,8 +41,9 @@ struct Frame {
 
 /// Shape:  { length: u16, header text: u8[length], body: u8[Content-Length] }*
 ///         header text = { key ": " value "\n" }* "\r\n"
-/// Limits: a body over MAX_BODY is skipped by its announced length, never stored; memory for a body is
-///         taken only as it arrives. A header has at most MAX_LINES lines, with keys of MAX_KEY bytes.
+/// Limits: a body over MAX_BODY is skipped by its announced length, never stored; memory for a body
+///         is taken only as it arrives. A header has at most MAX_LINES lines, with keys of MAX_KEY
+///         bytes.
 /// Once a frame with `positionLost` came out, next() yields nothing more.
 class FrameReader {
  public:

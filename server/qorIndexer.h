@@ -24,7 +24,8 @@ struct TextSettings {
                                           const std::string& collectionLanguage);
 
 /// New fields are added to `registry`. Field names and values are cleaned to well-formed UTF-8.
-/// Throws: CHARSET_UNKNOWN, FIELD_INVALID, TERM_TOO_LONG; the registry may have grown by then, which does no harm.
+/// Throws: CHARSET_UNKNOWN, FIELD_INVALID, TERM_TOO_LONG; the registry may have grown by then,
+///         which does no harm.
 [[nodiscard]] Xapian::Document buildDocument(const DocumentBody& body, const TextSettings& settings,
                                              FieldRegistry& registry);
 

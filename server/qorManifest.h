@@ -7,8 +7,8 @@
 
 namespace orvix::server {
 
-/// Copies the files of `from` that make up a collection into the new folder `to` and writes the list of
-/// them there. Nobody may write to `from` meanwhile.
+/// Copies the files of `from` that make up a collection into the new folder `to` and writes the
+/// list of them there. Nobody may write to `from` meanwhile.
 /// Throws: STORAGE_FAILED, filesystem_error.
 void copyWithManifest(const std::filesystem::path& from, const std::filesystem::path& to);
 

@@ -23,7 +23,8 @@ struct Outcome {
 };
 
 /// Shape:  { length: u32, checksum: u64, pairs in length bytes }*
-/// Errors: reading ends at the first record that is torn or damaged, and the next append starts there.
+/// Errors: reading ends at the first record that is torn or damaged, and the next append starts
+///         there.
 /// Throws: STORAGE_FAILED; the file then counts as it was before the call.
 class OutcomeFile {
  public:

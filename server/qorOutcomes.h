@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What became of the documents of a collection's asynchronous batches, until somebody asks or an hour
-// has passed.
+// What became of the documents of a collection's asynchronous batches, until somebody asks or an
+// hour has passed.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ namespace orvix::server {
 /// In order of arrival. An outcome counts as provisional until its batch is committed; only then it
 /// goes to the file, so that a restart never tells of a document which the commit did not take.
 /// Limits: the oldest are dropped beyond MAX_KEPT, and after KEPT_SECONDS.
-/// Errors: a file that cannot be written is tried again with the next batch; until then its outcomes
-///         are in memory only, and a restart leaves them unknown.
+/// Errors: a file that cannot be written is tried again with the next batch; until then its
+///         outcomes are in memory only, and a restart leaves them unknown.
 class Outcomes {
  public:
   static constexpr std::size_t MAX_KEPT = 1000000;

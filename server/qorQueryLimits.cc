@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The engine's own time limit only makes estimates coarser. A source of "all documents" that is asked
-// about every candidate sees the time pass, and may throw.
+// The engine's own time limit only makes estimates coarser. A source of "all documents" that is
+// asked about every candidate sees the time pass, and may throw.
 #include "server/qorQueryLimits.h"
 
 #include <algorithm>
@@ -34,7 +34,8 @@ std::size_t wordsIn(std::string_view query) noexcept {
   return words;
 }
 
-/// Parentheses within phrases count, too: the parser decides what a phrase is, and it is not asked yet.
+/// Parentheses within phrases count, too: the parser decides what a phrase is, and it is not asked
+/// yet.
 std::size_t depthOf(std::string_view query) noexcept {
   std::size_t depth = 0;
   std::size_t deepest = 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a query may cost: its text is weighed before the engine's parser sees it, its run is stopped when
-// it has used up its time.
+// What a query may cost: its text is weighed before the engine's parser sees it, its run is stopped
+// when it has used up its time.
 #pragma once
 
 #include <chrono>
@@ -15,8 +15,8 @@ inline constexpr std::size_t MAX_QUERY_DEPTH = 100;
 /// Words that all wildcards of a query together may stand for.
 inline constexpr Xapian::termcount MAX_EXPANSION = 10000;
 
-/// Runs of text without blanks count as one word; of Chinese, Japanese and Korean text, which has none
-/// and is searched by pairs of characters, each character does.
+/// Runs of text without blanks count as one word; of Chinese, Japanese and Korean text, which has
+/// none and is searched by pairs of characters, each character does.
 /// Throws: QUERY_INVALID for too many words or parentheses within each other.
 void checkQueryText(std::string_view query);
 /// The number of words that one of the query's wildcards may stand for.
@@ -26,7 +26,8 @@ void checkQueryText(std::string_view query);
 
 class QueryTooLong {};
 
-/// Throws QueryTooLong when asked after its thread has used `limit` of processor time since it was made.
+/// Throws QueryTooLong when asked after its thread has used `limit` of processor time since it was
+/// made.
 class Stopwatch {
  public:
   explicit Stopwatch(std::chrono::milliseconds limit);
@@ -38,13 +39,14 @@ class Stopwatch {
   unsigned steps_ = 0;
 };
 
-/// The query, but matching throws QueryTooLong at its time's end. Changes neither which documents match
-/// nor their order or weights, but for the engine's percentages.
+/// The query, but matching throws QueryTooLong at its time's end. Changes neither which documents
+/// match nor their order or weights, but for the engine's percentages.
 [[nodiscard]] Xapian::Query withTimeLimit(const Xapian::Query& query,
                                           std::chrono::milliseconds limit);
 
-/// The same for a match whose percentages count and whose estimates do not: a decider that takes all.
-/// It is not asked about documents that only the places of their words rule out, so it may stop later.
+/// The same for a match whose percentages count and whose estimates do not: a decider that takes
+/// all. It is not asked about documents that only the places of their words rule out, so it may
+/// stop later.
 class PatientDecider : public Xapian::MatchDecider {
  public:
   explicit PatientDecider(std::chrono::milliseconds limit) : watch_(limit) {}

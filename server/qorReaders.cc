@@ -8,10 +8,21 @@
 
 namespace orvix::server {
 
+void CollectionView::open(const std::filesystem::path& folder) {
+  database = Xapian::Database(folder.string());
+  readMetadata();
+}
+
 void CollectionView::refresh() {
-  if (!database.reopen()) return;
+  if (database.reopen() || stale) readMetadata();
+}
+
+/// Should it fail, the next refresh() must not take the old metadata for those of the new revision.
+void CollectionView::readMetadata() {
+  stale = true;
   config = Collection::configIn(database);
   fields = Collection::fieldsIn(database);
+  stale = false;
 }
 
 /// The board is read before the disk: what changes in between is looked for once more next time.
@@ -24,11 +35,9 @@ Readers::Lease Readers::take(std::string_view name) {
     view = std::make_unique<CollectionView>();
     view->name = name;
     view->layouts = layouts;
-    view->database = Xapian::Database(store_.folderOf(name).string());
-    view->config = Collection::configIn(view->database);
-    view->fields = Collection::fieldsIn(view->database);
+    steadily(board_, [&] { view->open(store_.folderOf(name)); });
   } else if (view->commits != commits) {
-    view->refresh();
+    steadily(board_, [&] { view->refresh(); });
   }
   view->commits = commits;
   return {*this, std::move(view)};

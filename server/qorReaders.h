@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// Open read-only handles of collections, lent to one search at a time. What a search needs to know of a
-// collection it reads from the last committed revision, never from the writer.
+// Open read-only handles of collections, lent to one search at a time. What a search needs to know
+// of a collection it reads from the last committed revision, never from the writer.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -20,6 +22,22 @@
 
 namespace orvix::server {
 
+/// Runs the work again when two commits have overtaken the revision that it reads: the engine then
+/// uses that revision's blocks for others. After some tries nothing is published meanwhile.
+template <typename Work>
+auto steadily(Board& board, const Work& work) {
+  constexpr int HASTY_TRIES = 3;
+  for (int i = 0; i < HASTY_TRIES; ++i) {
+    try {
+      return work();
+    } catch (const Xapian::DatabaseModifiedError&) {
+      // Try again.
+    }
+  }
+  const std::shared_lock<std::shared_mutex> steady(board.publishing());
+  return work();
+}
+
 /// A collection as one revision shows it.
 struct CollectionView {
   std::string name;
@@ -29,8 +47,12 @@ struct CollectionView {
   std::uint64_t commits = 0;  // of the board, when the view was last made current
   std::uint64_t layouts = 0;  // of the board, before the view was opened
 
+  bool stale = false;  // configuration and fields are not those of the database's revision
+
+  void open(const std::filesystem::path& folder);
   /// Takes the newest revision, with its configuration and fields.
   void refresh();
+  void readMetadata();
 };
 
 /// Limits: MAX_IDLE handles are kept open while nobody uses them; the longest unused goes first.

@@ -25,8 +25,8 @@ class ReplyStream {
 
 class Collection;
 
-/// A promise: the reply must not leave before this collection was committed, and becomes an error when
-/// changes of it were lost meanwhile.
+/// A promise: the reply must not leave before this collection was committed, and becomes an error
+/// when changes of it were lost meanwhile.
 struct CommitTicket {
   Collection* collection = nullptr;  // open until the ticket is settled
   std::uint64_t losses = 0;          // of the collection, before the change

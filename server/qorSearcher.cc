@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <optional>
-#include <shared_mutex>
 #include <utility>
 
 #include "server/qorFieldRegistry.h"
@@ -121,21 +120,14 @@ std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options
   return hits;
 }
 
-/// Runs the work again when two commits have overtaken its view: the engine then uses the view's blocks
-/// for others. After some tries nothing is committed meanwhile.
+/// The work on the view, which is made current before every further try.
 template <typename Work>
 auto onSteadyView(Board& board, CollectionView& view, const Work& work) {
-  constexpr int HASTY_TRIES = 3;
-  for (int i = 0; i < HASTY_TRIES; ++i) {
-    try {
-      return work();
-    } catch (const Xapian::DatabaseModifiedError&) {
-      view.refresh();
-    }
-  }
-  const std::shared_lock<std::shared_mutex> steady(board.publishing());
-  view.refresh();
-  return work();
+  bool overtaken = false;
+  return steadily(board, [&] {
+    if (std::exchange(overtaken, true)) view.refresh();
+    return work();
+  });
 }
 
 std::string requiredQuery(const Properties& request) {
@@ -163,11 +155,16 @@ SearchOptions searchOptionsOf(const Properties& request, const CollectionView& c
 }
 
 std::string SearchRun::keyOf(const Hit& hit) {
+  bool overtaken = false;
   for (;;) {
     try {
+      if (overtaken) {  // the current revision has the same numbers
+        view_->stale = true;
+        view_->database.reopen();
+      }
       return view_->database.get_document(hit.document).get_data();
     } catch (const Xapian::DatabaseModifiedError&) {
-      view_->refresh();  // commits have overtaken this view; the current one has the same numbers
+      overtaken = true;
     } catch (const Xapian::DocNotFoundError&) {
       return {};
     }

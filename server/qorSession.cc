@@ -132,8 +132,8 @@ asio::awaitable<bool> Session::answer(Frame frame) {
   co_return !close && !stop;
 }
 
-/// Goes on at once while little is queued. Beyond that nothing more is read from this peer; when much is
-/// queued in all, from no peer that has its share.
+/// Goes on at once while little is queued. Beyond that nothing more is read from this peer; when
+/// much is queued in all, from no peer that has its share.
 asio::awaitable<void> Session::queue(Frame frame) {
   const std::size_t size = frame.size();
   queuedBytes_ += size;
@@ -218,7 +218,8 @@ asio::awaitable<void> Session::writePiece(const std::string& piece) {
   co_await asio::async_write(socket_, asio::buffer(piece), use_awaitable);
 }
 
-/// Closes so that a peer which is still sending gets to read the reply before the connection breaks.
+/// Closes so that a peer which is still sending gets to read the reply before the connection
+/// breaks.
 asio::awaitable<void> Session::closeGently() {
   socket_.shutdown(Socket::shutdown_send);
   deadline_ = Clock::now() + LINGER;

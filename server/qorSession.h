@@ -15,10 +15,11 @@
 
 namespace orvix::server {
 
-/// Serves the connection until the peer leaves, the position in the stream is lost, a deadline passes or
-/// the server ends. At most one answered request is under way; documents that are never answered may
-/// queue up behind each other, up to a limit, and everything else waits for them. Nothing is read while a
-/// reply is being made or written, so a peer that does not read is not read from.
+/// Serves the connection until the peer leaves, the position in the stream is lost, a deadline
+/// passes or the server ends. At most one answered request is under way; documents that are never
+/// answered may queue up behind each other, up to a limit, and everything else waits for them.
+/// Nothing is read while a reply is being made or written, so a peer that does not read is not read
+/// from.
 /// Threads: the io_context's; results of other threads are posted to it.
 class Session : public std::enable_shared_from_this<Session> {
  public:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Makes files and folders outlive a power cut. A file's own sync says nothing about its name: that is
-// an entry of its folder, which has to be synced, too.
+// Makes files and folders outlive a power cut. A file's own sync says nothing about its name: that
+// is an entry of its folder, which has to be synced, too.
 #pragma once
 
 #include <filesystem>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A group is what waits at one moment. There is no timer: while one group is committed, the next one
-// gathers.
+// A group is what waits at one moment. There is no timer: while one group is committed, the next
+// one gathers.
 #include "server/qorWriter.h"
 
 #include <algorithm>

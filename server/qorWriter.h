@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one thread that changes the data directory. Requests wait for it in a queue, in the order in which
-// they came; those that wait together share a commit.
+// The one thread that changes the data directory. Requests wait for it in a queue, in the order in
+// which they came; those that wait together share a commit.
 #pragma once
 
 #include <asio.hpp>
@@ -19,7 +19,8 @@
 
 namespace orvix::server {
 
-/// Ownership: the store, its collections and the backups belong to this thread from start() to finish().
+/// Ownership: the store, its collections and the backups belong to this thread from start() to
+///            finish().
 /// Threads:   post() from any; what it calls back runs on the io_context.
 class Writer {
  public:

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What many idle and slow connections cost everybody else.
-//   crowd guests SERVER IDLE SLOW REQUESTS   latencies of one client, alone and among the others; memory
-//   crowd descriptors SERVER                 the server runs out of descriptors and gets some back
+//   crowd guests SERVER IDLE SLOW REQUESTS   latencies of one client, alone and among the others;
+//   memory crowd descriptors SERVER                 the server runs out of descriptors and gets
+//   some back
 // Prints what it measured; exit code 0 when within the bounds.
 #include <algorithm>
 #include <arpa/inet.h>
@@ -48,8 +49,8 @@ int connectTo(unsigned port) {
   return socket;
 }
 
-/// Connections that send nothing, and connections that send a byte of a header now and then and come
-/// back when they are thrown out.
+/// Connections that send nothing, and connections that send a byte of a header now and then and
+/// come back when they are thrown out.
 class Guests {
  public:
   Guests(unsigned port, std::size_t idle, std::size_t slow) : port_(port) {

@@ -3,7 +3,8 @@
 //   durability kill SERVER [EVERY]   SIGKILL at each (or each EVERY-th) system call that writes
 //   durability sync SERVER [EVERY]   each sync fails once, and all fail from then on
 //   durability full SERVER           no file can grow any more, for two steps of the script
-//   durability order SERVER          nothing is answered between a rename and the sync of its folder
+//   durability order SERVER          nothing is answered between a rename and the sync of its
+//   folder
 // Exit code 0 and a line of counts when nothing was lost.
 #include <algorithm>
 #include <cstdlib>

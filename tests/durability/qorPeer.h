@@ -21,13 +21,13 @@ class Peer {
 
   /// Writes a request that is never answered.
   void tell(const std::string& lines, std::string_view body = {});
-  /// The reply of a kind without results: "status N" or the refusal's MsgId; nothing when the server
-  /// is gone.
+  /// The reply of a kind without results: "status N" or the refusal's MsgId; nothing when the
+  /// server is gone.
   std::optional<std::string> ask(const std::string& lines, std::string_view body = {});
   /// The keys of the hits; nothing when the server is gone or refuses.
   std::optional<Keys> search(const std::string& collection, const std::string& query);
-  /// The keys of the documents told as indexed; nothing when the server is gone or refuses. Documents
-  /// told as rejected go to `rejected`.
+  /// The keys of the documents told as indexed; nothing when the server is gone or refuses.
+  /// Documents told as rejected go to `rejected`.
   std::optional<Keys> outcomes(const std::string& collection, Keys& rejected);
 
  private:

@@ -13,8 +13,8 @@
 
 namespace orvix::durability {
 
-/// What may be on disk. Versions of a document; 0: it is not there. An acknowledged request leaves one
-/// possibility, any other one leaves both the state before and the one after it.
+/// What may be on disk. Versions of a document; 0: it is not there. An acknowledged request leaves
+/// one possibility, any other one leaves both the state before and the one after it.
 struct Model {
   std::set<bool> collectionExists{false};
   std::map<std::string, std::set<int>> versions;

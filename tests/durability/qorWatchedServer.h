@@ -24,7 +24,8 @@ class WatchedServer {
   void limitFileSize(unsigned long long bytes) const;
   void limitDescriptors(unsigned long long count) const;
   [[nodiscard]] pid_t process() const noexcept { return process_; }
-  /// SIGTERM; answers whether the server then ended with exit code 0, within a bound. Untraced only.
+  /// SIGTERM; answers whether the server then ended with exit code 0, within a bound. Untraced
+  /// only.
   bool terminate();
 
  private:

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,6 +18,26 @@ using testing::documentOf;
 using testing::frameOf;
 using testing::u16Bytes;
 using Clock = std::chrono::steady_clock;
+
+/// Keeps the writer busy for its own life.
+class Hold {
+ public:
+  explicit Hold(Writer& writer) {
+    writer.post([ended = ended_, working = working_] {
+      *working = true;
+      while (!*ended) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
+    while (!*working_) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
+  ~Hold() { *ended_ = true; }
+
+ private:
+  using Flag = std::shared_ptr<std::atomic<bool>>;
+  Flag ended_ = std::make_shared<std::atomic<bool>>(false);
+  Flag working_ = std::make_shared<std::atomic<bool>>(false);
+};
 
 class Bounds : public testing::ConnectionFixture {
  protected:
@@ -115,13 +136,7 @@ TEST_F(Bounds, DocumentsThatAreNeverAnsweredAreAllWorkedOffInOrder) {
 TEST_F(Bounds, SearchesAreAnsweredWhileTheWriterIsAtWork) {
   create("c");
   add("k", "word");
-  std::atomic<bool> working = false;
-  std::atomic<bool> go = false;
-  writer().post([&] {
-    working = true;
-    while (!go) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  });
-  while (!working) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const Hold hold(writer());
   auto socket = connect();
   for (const char* query : {"word", "\"word\"", "wor*"}) {
     write(socket, frameOf(std::string("action: search\nindex: c\nscoreWanted: false\nquery: ") +
@@ -131,7 +146,6 @@ TEST_F(Bounds, SearchesAreAnsweredWhileTheWriterIsAtWork) {
   }
   write(socket, frameOf("action: getStatus\n"));
   EXPECT_EQ(read(socket, 2), u16Bytes(5)) << "busy";
-  go = true;
 }
 
 TEST_F(Bounds, ChangesThatWaitTogetherShareACommit) {
@@ -142,10 +156,7 @@ TEST_F(Bounds, ChangesThatWaitTogetherShareACommit) {
     return std::stoul(status.substr(at));
   };
   const auto before = revision();
-  std::atomic<bool> go = false;
-  writer().post([&] {
-    while (!go) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  });
+  auto hold = std::make_unique<Hold>(writer());
   std::vector<asio::ip::tcp::socket> peers;
   std::size_t queued = 0;
   for (const char* key : {"1", "2", "3", "4", "5"}) {
@@ -155,7 +166,7 @@ TEST_F(Bounds, ChangesThatWaitTogetherShareACommit) {
     queued += frame.size() - 2;  // without the length of the header
   }
   while (writer().queuedBytes() != queued) std::this_thread::yield();
-  go = true;
+  hold.reset();
   for (auto& peer : peers) EXPECT_EQ(read(peer, 2), u16Bytes(1));
   EXPECT_EQ(find("word").size(), 5U);
   EXPECT_EQ(revision(), before + 1);
@@ -207,7 +218,7 @@ TEST_F(Bounds, SearchesSeeWholeRevisionsWhateverIsCommittedMeanwhile) {
   });
   while (!ended) {
     const std::size_t hits = find("same").size();
-    ASSERT_TRUE(hits == 0 || hits == 20) << hits;
+    EXPECT_TRUE(hits == 0 || hits == 20) << hits;
   }
   load.join();
   EXPECT_EQ(find("round149").size(), 20U);
