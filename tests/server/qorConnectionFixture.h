@@ -4,6 +4,7 @@
 
 #include <asio.hpp>
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 
@@ -34,6 +35,16 @@ class ConnectionFixture : public ServerFixture {
     limits.unfinishedInAll = 500000;
     return limits;
   }
+  /// What belongs to the writer runs on its thread here, too.
+  std::string answer(const Frame& request) override {
+    Frame screened = request;
+    dispatcher().screen(screened);
+    if (dispatcher().laneOf(screened) != Lane::WRITER) return ServerFixture::answer(screened);
+    std::promise<std::string> reply;
+    writer_.post([&] { reply.set_value(ServerFixture::answer(screened)); });
+    return reply.get_future().get();
+  }
+
   Writer& writer() { return writer_; }
   asio::ip::tcp::socket connect() {
     asio::ip::tcp::socket socket(client_);

@@ -77,8 +77,10 @@ class ServerFixture : public ::testing::Test {
   }
 
   std::string ask(const std::string& action, Properties properties, std::string body = {}) {
-    return wholeReply(
-        server_->dispatcher.handle(requestOf(action, std::move(properties), std::move(body))));
+    return answer(requestOf(action, std::move(properties), std::move(body)));
+  }
+  virtual std::string answer(const Frame& request) {
+    return wholeReply(server_->dispatcher.handle(request));
   }
   std::string verdict(const std::string& action, Properties properties, std::string body = {}) {
     return verdictOf(ask(action, std::move(properties), std::move(body)));
