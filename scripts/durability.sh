@@ -11,7 +11,7 @@ cmake --preset "$preset"
 cmake --build --preset "$preset" --parallel 2 --target durability
 tool=build/$preset/tests/durability/durability
 server=build/$preset/server/qorserver
-export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0}
+export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=0:new_delete_type_mismatch=0}
 for mode in order kill sync full; do
   "$tool" "$mode" "$server"
 done
