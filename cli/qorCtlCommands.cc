@@ -65,9 +65,12 @@ ExitCode createCollection(Context& context) {
 
 template <ClientRequest::REQUEST KIND>
 ExitCode copyCollection(Context& context) {
-  return onCollection(
-      context, KIND,
-      propertiesWith(context, StaticDefs::PARAM_COLLECTION_DIR, context.settings().backupName));
+  auto properties =
+      propertiesWith(context, StaticDefs::PARAM_COLLECTION_DIR, context.settings().backupName);
+  if (context.settings().replace) {
+    properties.putProperty(StaticDefs::PARAM_INCREMENTAL, StaticDefs::STRING_false);
+  }
+  return onCollection(context, KIND, properties);
 }
 
 ExitCode version(Context& context) {

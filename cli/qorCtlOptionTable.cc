@@ -138,6 +138,8 @@ const OptionRow OPTIONS[] = {
     {bit(SEARCH), "--stream", "", &S::stream, false, nullptr, ANY,
      "Show hits as they arrive, in bounded memory"},
     {bit(SEARCH), "--no-score", "", &S::noScore, false, nullptr, ANY, "Do not ask for scores"},
+    {bit(RESTORE), "--replace", "", &S::replace, false, nullptr, ANY,
+     "Replace the collection when there is one, with all that it holds now"},
     {bit(WIRE), "--key", "KEY", &S::documentKey, false, checkFilled, ANY, "Key of the document"},
     {bit(WIRE), "--content", "TEXT", &S::contentText, false, nullptr, ANY,
      "Content of the document"},

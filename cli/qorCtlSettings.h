@@ -59,6 +59,7 @@ struct Settings {
   std::string sort;
   bool stream = false;
   bool noScore = false;
+  bool replace = false;  ///< what stands where a copy is put back
   std::string backupName;
   std::string documentKey;
   std::string contentFile;

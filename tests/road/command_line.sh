@@ -88,8 +88,7 @@ expect 0 - doc delete animals extra
 expect 0 - collection update animals
 expect 0 '"matches":3' estimate animals fox
 expect_error 6 'SRV_COLLECTION_EXISTS' restore animals before
-expect 0 - collection drop animals
-expect 0 - restore animals before
+expect 0 - restore animals before --replace
 expect 0 '"matches":4' estimate animals fox
 expect 0 '"key":"one.txt"' --output ndjson search animals fox
 expect 0 'score +key' --output table search animals fox
