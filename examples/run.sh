@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Runs one example against a server of its own, on a free loopback port with data in a temporary folder,
+# and compares what it prints with the lines behind "Prints:" at the end of its source.
+# Usage: run.sh QORSERVER EXAMPLE SOURCE
+set -euo pipefail
+qorserver=$1 example=$2 source=$3
+work=$(mktemp -d)
+server=
+finish() {
+  [ -z "$server" ] || kill "$server" 2>/dev/null || true
+  [ -z "$server" ] || wait "$server" 2>/dev/null || true
+  rm -rf "$work"
+}
+trap finish EXIT
+
+options=()
+token=$(sed -n 's/.*u"\(example-token\)".*/\1/p' "$source")
+if [ -n "$token" ]; then
+  (umask 077 && echo "$token" >"$work/token")
+  options=(--token-file "$work/token")
+fi
+mkfifo "$work/said"
+"$qorserver" --data "$work/data" --listen 127.0.0.1:0 "${options[@]}" >"$work/said" &
+server=$!
+read -r -t 60 listening <"$work/said" || { echo "the server did not start" >&2; exit 1; }
+
+sed -n '\,^// Prints:$,,$ { \,^// Prints:$,d; s,^// ,,p }' "$source" >"$work/expected"
+[ -s "$work/expected" ] || { echo "$source does not say what it prints" >&2; exit 1; }
+timeout 60 "$example" "${listening##*:}" >"$work/printed"
+diff "$work/expected" "$work/printed" && echo "printed what it should"

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+// Bounds every wait, and decides about repeating itself. The peer is one that never answers: the
+// system takes its connections, and nobody reads them. Usage: timeouts PORT (not used)
+#include <arpa/inet.h>
+#include <chrono>
+#include <iostream>
+#include <qorcomm.h>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace orvix::comm;
+
+namespace {
+
+class SilentPeer {
+ public:
+  SilentPeer() : descriptor_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ::bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), size);
+    ::listen(descriptor_, 8);
+    ::getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size);
+    port = ntohs(address.sin_port);
+  }
+  SilentPeer(const SilentPeer&) = delete;
+  SilentPeer& operator=(const SilentPeer&) = delete;
+  ~SilentPeer() { ::close(descriptor_); }
+
+  unsigned int port = 0;
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+int main() {
+  const SilentPeer peer;
+  const auto begin = std::chrono::steady_clock::now();
+  // [bounds]
+  TamberPerfClient client(u"127.0.0.1", peer.port);
+  client.setTimeOut(2000);        // connecting: ERR_CONNECT_SERVER when it passes
+  client.setReceiveTimeOut(200);  // each step of a reply: ERR_SERVER_COMM_TIMEOUT
+  client.setSendTimeOut(200);     // each write: ERR_SERVER_COMM_SEND
+  client.setNumRetries(2);        // three attempts at most, each on a new connection
+  // [end]
+  ClientRequest request;
+  request.buildRequest(ClientRequest::GET_STATUS, {});
+  ClientResponse response;
+  std::string said;
+  // [decide]
+  try {
+    client.sendAndRecvMesg(request, response);
+  } catch (const RESTException& e) {
+    const icu::UnicodeString& id = e.getMessages().getFirstMessage().getMessageID();
+    id.toUTF8String(said);
+    if (!e.isServerReported() && client.isRetryableError(id)) {
+      said += ": may have been carried out, and may be asked again";
+    }
+  }
+  // [end]
+  const auto waited = std::chrono::steady_clock::now() - begin;
+  std::cout << said << '\n';
+  std::cout << (waited >= std::chrono::milliseconds(600) ? "three attempts\n" : "too soon\n");
+  return 0;
+}
+// Prints:
+// ERR_SERVER_COMM_TIMEOUT: may have been carried out, and may be asked again
+// three attempts
