@@ -14,7 +14,7 @@ namespace {
 const char* adviceFor(const RESTException& e) {
   const icu::UnicodeString& id = e.getMessages().getFirstMessage().getMessageID();
   if (e.isServerReported()) return "the server refused: correct the request, read its message";
-  if (id == StaticDefs::ERR_CONNECT_SERVER) return "nothing was sent: check host and port";
+  if (id == StaticDefs::ERR_CONNECT_SERVER) return "no connection: check host, port and server";
   if (id == StaticDefs::ERR_SERVER_INVALID_AUTH) return "the token was refused: get another one";
   if (id == StaticDefs::ERR_SERVER_COMM_SEND || id == StaticDefs::ERR_SERVER_COMM_RECV ||
       id == StaticDefs::ERR_SERVER_COMM_TIMEOUT) {
@@ -59,4 +59,4 @@ int main(int argc, char** argv) {
 }
 // Prints:
 // the server refused: correct the request, read its message
-// nothing was sent: check host and port
+// no connection: check host, port and server

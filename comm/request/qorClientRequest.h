@@ -28,7 +28,7 @@ class QORCOMM_EXPORT KVPair {
   KVPair& operator=(const KVPair& other);
   ~KVPair();
 
-  icu::UnicodeString key;
+  icu::UnicodeString key;             ///< name, with its prefixes
   icu::UnicodeString value;           ///< used when `binValue` is null
   std::uint32_t attribute = 0;        ///< copied with the pair; not written
   std::uint32_t extra = 0;            ///< when not 0, written as a number after a text value
@@ -41,7 +41,7 @@ class QORCOMM_EXPORT KVPair {
 /// Threads: one thread at a time. May be filled again and sent again.
 class QORCOMM_EXPORT ClientRequest {
  public:
-  using REQUEST = kinds::REQUEST;
+  using REQUEST = kinds::REQUEST;  ///< the kinds; the class names them, too
   using enum kinds::REQUEST;
 
   ClientRequest();

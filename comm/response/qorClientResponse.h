@@ -59,6 +59,7 @@ class QORCOMM_EXPORT ClientResponse {
 
   /// Appends a record; the list takes over the raw key bytes.
   void addSearchResult(const SearchResult& record);
+  /// Appends a record.
   void addParseResult(const ParseResult& record);
   void setSelectivityInfo(const SelectivityInfo& info) { selectivityInfo_ = info; }
   void setResultCode(unsigned int code) { resultCode_ = code; }
@@ -71,7 +72,7 @@ class QORCOMM_EXPORT ClientResponse {
   void setResultsPending(bool pending) { resultsPending_ = pending; }
   /// Throws NLSException when memory runs out.
   void appendContent(const icu::UnicodeString& text);
-  void clearContent() { content_.remove(); }
+  void clearContent() { content_.remove(); }  ///< makes it empty
   void setSearchResponse(const SearchResponse& list) { searchResponse_ = list; }
   void setParseResponse(const ParseResponse& list) { parseResponse_ = list; }
   /// Forgets the last reply, before the reply to a request of `kind` is read. Only the results of
@@ -80,7 +81,7 @@ class QORCOMM_EXPORT ClientResponse {
   /// Between these two, the first record empties its list, provided that the caller has drained it:
   /// handed-out records stay valid until there is something to put in their place.
   void beginPull() { pulling_ = true; }
-  void endPull() { pulling_ = false; }
+  void endPull() { pulling_ = false; }  ///< see beginPull()
 
  private:
   friend class detail::HitsOfPiece;

@@ -66,6 +66,7 @@ class BlockList {
 
   [[nodiscard]] std::size_t size() const { return size_; }
 
+  /// Before the first element.
   [[nodiscard]] Position start() const { return {}; }
   /// The element at `position`, which moves behind it. Only when there is one.
   T& next(Position& position) const {
@@ -78,6 +79,7 @@ class BlockList {
     return *position.block->at(position.at++);
   }
 
+  /// Calls `visit(element)` for each, in order.
   template <class Visitor>
   void forEach(Visitor visit) const {
     Position position = start();

@@ -30,6 +30,7 @@ class ByteArena {
     return {copy, bytes.size()};
   }
 
+  /// Lets all bytes go.
   void clear() noexcept {
     const bool keepsOne = blocks_ != nullptr && blocks_->capacity <= MOST_KEPT;
     freeFrom(std::exchange(keepsOne ? blocks_->next : blocks_, nullptr));

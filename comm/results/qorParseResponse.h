@@ -16,8 +16,11 @@ class QORCOMM_EXPORT ParseResponse : public RecordCursor<ParseResult> {
   ParseResponse& operator=(const ParseResponse& other);
   ~ParseResponse();
 
+  /// Appends a copy of `record`.
   void append(const ParseResult& record) { RecordCursor::append(record); }
+  /// Empties the list.
   void reset() { clear(); }
+  /// reset() and append() in one; when it throws, the list is as it was.
   void restart(const ParseResult& record);
 };
 

@@ -59,6 +59,7 @@ class RecordCursor {
     position_ = records_.start();
     records_.clear();
   }
+  /// All records, also those that were handed out.
   BlockList<Record>& records() { return records_; }
 
  private:

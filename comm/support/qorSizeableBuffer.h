@@ -16,6 +16,7 @@ namespace orvix::oss {
 template <class T>
 class DefaultAlternateBuffer {
  public:
+  /// Capacities and lengths are in elements; no limit when `limit` is 0.
   explicit DefaultAlternateBuffer(std::uint64_t defaultCapacity = 0, std::uint64_t limit = 0)
       : default_(defaultCapacity == 0 ? nullptr : new T[defaultCapacity]),
         defaultCapacity_(defaultCapacity),

@@ -58,6 +58,7 @@ class QORCOMM_EXPORT CorvaneClient {
   /// all there or the peer closes. Returns their number. SocketException passes through;
   /// ERR_SERVER_COMM_TIMEOUT when the receive deadline passes.
   std::size_t readSocket(char* buffer, std::size_t offset, std::size_t length, bool once);
+  /// readSocket() of one receive.
   std::size_t readSocketOnce(char* buffer, std::size_t offset, std::size_t length);
   /// Writes `length` bytes from `buffer + offset`. SocketException passes through.
   void writeSocket(const char* buffer, std::size_t offset, std::size_t length);
@@ -66,6 +67,7 @@ class QORCOMM_EXPORT CorvaneClient {
   /// Starts the receive time-out, if one is set, for the reads of a scope.
   class ReceiveStep {
    public:
+    /// Borrows `client` for its life.
     explicit ReceiveStep(CorvaneClient& client);
     ~ReceiveStep() { client_.receiveDeadline_.reset(); }
     ReceiveStep(const ReceiveStep&) = delete;

@@ -38,18 +38,23 @@ class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
   [[nodiscard]] bool isRetryableError(const icu::UnicodeString& messageId) const;
 
  protected:
+  // One attempt and its steps. Their failures are RESTException and NLSException only.
+  /// One attempt, from connecting to the end of the reply or, when streamed, its first results.
   virtual void sendAndRecvMesgOnce(ClientRequest& request, ClientResponse& response) = 0;
+  /// Frames the message, and writes it or gathers it.
   virtual void sendMesg(RESTMessage& message) = 0;
+  /// Starts `response` afresh and receives the reply's header.
   virtual void recvMesg(ClientResponse& response) = 0;
+  /// Receives the next piece of the reply; sets endOfStream behind the last.
   virtual void recvStream(ClientResponse& response) = 0;
 
-  bool endOfStream = false;          ///< the reply has been read to its end
-  bool requestActive = false;        ///< a request is under way, or the last one failed
-  icu::UnicodeString clientName;     ///< tells clients apart in a debugger
-  std::uint32_t requestType = 0;     ///< kind of the request in progress
-  icu::UnicodeString requestString;  ///< its operation name
-  oss::SizeableBuffer<char, 0x4000> sendBuffer;
-  unsigned int numRetries = 1;
+  bool endOfStream = false;                      ///< the reply has been read to its end
+  bool requestActive = false;                    ///< a request is under way, or the last one failed
+  icu::UnicodeString clientName;                 ///< tells clients apart in a debugger
+  std::uint32_t requestType = 0;                 ///< kind of the request in progress
+  icu::UnicodeString requestString;              ///< its operation name
+  oss::SizeableBuffer<char, 0x4000> sendBuffer;  ///< for derived clients
+  unsigned int numRetries = 1;                   ///< attempts after the first
 };
 
 }  // namespace orvix::comm

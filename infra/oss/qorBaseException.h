@@ -26,6 +26,7 @@ class QORINFRA_EXPORT BaseException : public std::exception {
   /// The first message in one line of UTF-8: id, text, arguments, file and line, so that a log line
   /// says which host and port. Valid until the next call, change or destruction.
   [[nodiscard]] const char* what() const noexcept override;
+  /// The class's name.
   [[nodiscard]] virtual const char* name() const noexcept;
 
   /// Appends a copy.
@@ -35,6 +36,7 @@ class QORINFRA_EXPORT BaseException : public std::exception {
   [[nodiscard]] const MessageList& getMessages() const { return messages_; }
 
  protected:
+  /// For derived classes that replace their messages.
   MessageList& messageList() { return messages_; }
 
  private:

@@ -8,6 +8,7 @@
 
 namespace orvix::oss {
 
+/// Reads numbers; holds nothing. Any thread.
 class QORINFRA_EXPORT Formatter {
  public:
   /// The decimal number that `text` holds, blanks around it allowed; 0.0 for what is no finite

@@ -18,6 +18,7 @@ namespace orvix::oss {
 /// A value: copies are deep and independent.
 class QORINFRA_EXPORT Message {
  public:
+  /// How grave it is; the library's own messages leave it at NONE or say ERROR_TEXT.
   enum Level : std::uint32_t { NONE = 0, DEBUG = 1, INFORMATION = 2, WARNING = 3, ERROR_TEXT = 4 };
 
   Message();
@@ -39,6 +40,7 @@ class QORINFRA_EXPORT Message {
   /// Back to the default state: no id, text, file or arguments, level 0, line 0.
   void clear();
 
+  /// Appends a copy.
   void addArgument(const icu::UnicodeString& text);
   /// Appends the decimal text of `number`.
   void addArgument(unsigned int number);
@@ -65,9 +67,10 @@ class QORINFRA_EXPORT Message {
 /// Messages in the order in which they were added; the first one names the failure.
 class QORINFRA_EXPORT MessageList {
  public:
-  using const_iterator = std::vector<Message>::const_iterator;
+  using const_iterator = std::vector<Message>::const_iterator;  ///< in order of addition
 
   MessageList();
+  /// Holding a copy of `message`.
   explicit MessageList(const Message& message);
   MessageList(const MessageList&);
   MessageList(MessageList&&) noexcept;
@@ -75,6 +78,7 @@ class QORINFRA_EXPORT MessageList {
   MessageList& operator=(MessageList&&) noexcept;
   ~MessageList();
 
+  /// Appends a copy.
   void addMessage(const Message& message) { messages_.push_back(message); }
   /// Appends copies of all of `other`'s messages in order; `other` may be this list.
   void join(const MessageList& other);

@@ -24,7 +24,7 @@ class QORINFRA_EXPORT Socket {
     int addressFamily;        ///< AF_INET, AF_INET6 or AF_UNSPEC (0)
     int reserved[7];          ///< zero
   };
-  static const _AddrInfoExternal NullAddrInfoExternal;
+  static const _AddrInfoExternal NullAddrInfoExternal;  ///< no hint
 
   Socket();
   Socket(const Socket&);

@@ -13,16 +13,19 @@ namespace orvix::oss {
 /// The host's table. The library calls a hook only when it is not null and its flag bit is set.
 /// Hooks run on the thread that drives the traced object and must not throw.
 struct TraceHooks {
-  static constexpr std::uint32_t DIAGNOSTIC = 1;
-  static constexpr std::uint32_t TRACE = 2;
-  static constexpr std::uint32_t TRACE_DETAIL = 4;  // either trace bit switches the trace hooks on
-  static constexpr std::uint32_t FLIGHT_RECORD = 8;
+  static constexpr std::uint32_t DIAGNOSTIC = 1;     ///< bit for the diagnostic hooks
+  static constexpr std::uint32_t TRACE = 2;          ///< bit for the trace hooks
+  static constexpr std::uint32_t TRACE_DETAIL = 4;   ///< either trace bit switches them on
+  static constexpr std::uint32_t FLIGHT_RECORD = 8;  ///< bit for the flight recorder
 
-  std::atomic<std::uint32_t> flags{0};
+  std::atomic<std::uint32_t> flags{0};  ///< the host may change it at any time
+  /// Called with the number of the operation's probe: where it begins, and where it ends unless by
+  /// an exception.
   void (*traceEntry)(std::uint32_t probe) = nullptr;
-  void (*traceExit)(std::uint32_t probe) = nullptr;
-  void (*diagnosticEntry)(std::uint32_t probe) = nullptr;
-  void (*diagnosticExit)(std::uint32_t probe) = nullptr;
+  void (*traceExit)(std::uint32_t probe) = nullptr;        ///< see traceEntry
+  void (*diagnosticEntry)(std::uint32_t probe) = nullptr;  ///< see traceEntry
+  void (*diagnosticExit)(std::uint32_t probe) = nullptr;   ///< see traceEntry
+  /// Called with bytes that were received; they are valid during the call only.
   void (*flightRecord)(std::uint32_t probe, const void* data, std::size_t length) = nullptr;
 };
 
@@ -44,6 +47,7 @@ inline bool isTraceInstalled() noexcept {
 /// Entry hooks now, exit hooks at the end of the scope unless an exception leaves it.
 class QORINFRA_EXPORT TraceScope {
  public:
+  /// Calls the entry hooks, when there are any.
   explicit TraceScope(std::uint32_t probe) noexcept
       : probe_(probe), hooks_(detail::installedTraceHooks.load(std::memory_order_acquire)) {
     if (hooks_ != nullptr) enter();

@@ -26,6 +26,7 @@ class QORINFRA_EXPORT UTF8String {
   [[nodiscard]] const char* getString() const { return bytes_.c_str(); }
   /// Appends `length` bytes, NULs included; a null pointer or a length below 1 appends nothing.
   void appendString(const char* bytes, int length);
+  /// Appends its UTF-8 form.
   void appendString(const icu::UnicodeString& text);
 
  private:

@@ -8,6 +8,7 @@
 
 namespace orvix::util {
 
+/// Writes into the caller's memory; holds nothing. Any thread.
 class QORINFRA_EXPORT Base64 {
  public:
   /// Units that encode() produces for `byteCount` bytes.

@@ -16,6 +16,7 @@ namespace orvix::util {
 
 /// Ascending order of UTF-16 code units: what UnicodeString::compare() says, without a call.
 struct CodeUnitOrder {
+  /// Whether `left` comes before `right`.
   bool operator()(const icu::UnicodeString& left, const icu::UnicodeString& right) const;
 };
 
@@ -24,6 +25,7 @@ struct CodeUnitOrder {
 /// The first dozen or so of entries stand in the object itself, which has a few KiB for it.
 class QORINFRA_EXPORT ExtendedProperties {
  public:
+  /// What it is kept in.
   using Map = std::pmr::map<icu::UnicodeString, icu::UnicodeString, CodeUnitOrder>;
   using iterator = Map::const_iterator;
   using const_iterator = Map::const_iterator;
