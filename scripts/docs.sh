@@ -91,7 +91,8 @@ links() {
   done
 }
 
-# Files, folders and functions that a page names in code type exist.
+# Files, folders and qualified names that a page has in code type exist; on the page about the
+# architecture, so does every single name.
 names() {
   local page word
   local folders='infra|comm|server|cli|tests|fuzz|bench|examples|docs|scripts|cmake'
@@ -104,12 +105,16 @@ names() {
         compgen -G "${word%/}" >"$work/found" || complain "$page names $word, which is not there"
       elif [[ $word =~ ^([a-z]+/)*qor[A-Za-z]+\.(h|cc)$ ]]; then
         grep -qE "(^|/)${word//./\\.}$" "$work/files" || complain "$page names $word, which is not there"
-      elif [[ $word =~ ^[A-Za-z_]+(::[A-Za-z_]+)+(\(.*\))?$ ]]; then
+      elif [[ $word =~ ^[A-Za-z_]+(::[A-Za-z_]+)+(\(.*\))?$ ||
+              ($page == docs/architecture.md && $word =~ ^[A-Za-z_]+(\(\))?$) ]]; then
         word=${word%%(*}
         grep -qxF "${word##*::}" "$work/words" || complain "$page names $word, which is not there"
       fi
     done < <(sed -E '/^```/,/^```$/d' "$page" | grep -oE '`[^`]+`' | tr -d '`' | sort -u)
   done
+  while IFS=: read -r page word; do
+    [[ -e $word ]] || complain "$page names $word, which is not there"
+  done < <(grep -oHE '<text class="file"[^>]*>[^<]+' docs/*.svg | sed 's/:.*>/:/')
 }
 
 check() {
