@@ -13,6 +13,7 @@ namespace orvix::comm {
 /// A record and, while it is being decoded, its key/value pairs.
 /// Shape:  { keyLength: u16, key, valueLength: u16, value }*, text in UTF-8.
 /// Owns:   its property map together with its copies: they name the same map.
+/// Threads: one at a time, for a record and its copies together.
 class QORCOMM_EXPORT GenRespRecord {
  public:
   GenRespRecord() {

@@ -10,7 +10,7 @@
 namespace orvix::comm {
 
 /// Records in the order of arrival. Appending never moves a record: a reference stays valid until
-/// the next reset or the destruction of the list.
+/// the next reset or the destruction of the list. Threads: one at a time, for reading too.
 template <class Record>
 class RecordCursor {
  public:

@@ -17,6 +17,7 @@ namespace orvix::comm {
 class RESTMessage;
 
 /// A client that knows requests and replies but not their bytes: those are the derived class's.
+/// Throws: RESTException for whatever fails, NLSException when memory for a text runs out.
 class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
  public:
   CorvaneRESTClient();
