@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck disable=SC2016  # backquotes are Markdown's here
 # The documents. Snippets in the pages are regions of the programs under examples/, which the tests
 # compile and run: a line "<!-- snippet: FILE REGION -->" stands above each, and the code block below it is
 # what stands in FILE between "// [REGION]" and "// [end]".
@@ -97,8 +98,8 @@ names() {
   local page word
   local folders='infra|comm|server|cli|tests|fuzz|bench|examples|docs|scripts|cmake'
   find ${folders//|/ } -type f >"$work/files"
-  cat $(grep -E "^($folders)/.*\.(h|cc|txt|cmake|in)$" "$work/files") | grep -oE '[A-Za-z_][A-Za-z_0-9]*' |
-    sort -u >"$work/words"
+  grep -E "^($folders)/.*\.(h|cc|txt|cmake|in)$" "$work/files" |
+    xargs grep -ohE '[A-Za-z_][A-Za-z_0-9]*' | sort -u >"$work/words"
   for page in $(pages); do
     while IFS= read -r word; do
       if [[ $word =~ ^($folders)/[^\ ]*$ ]]; then
