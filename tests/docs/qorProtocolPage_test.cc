@@ -91,11 +91,12 @@ ClientRequest requestOf(const Exchange& exchange) {
   util::ExtendedProperties properties;
   for (const auto& [key, value] : exchange.properties) properties.putProperty(key, value);
   ClientRequest request;
-  const UnicodeString& collection = properties.getProperty(u"index", u"");
+  const UnicodeString none;
+  const UnicodeString& collection = properties.getProperty(u"index", none);
   if (collection.isEmpty()) {
     request.buildRequest(exchange.kind, properties);
   } else {
-    request.buildRequest(UnicodeString(collection), exchange.kind, properties);
+    request.buildRequest(collection, exchange.kind, properties);
   }
   request.setDocKey(exchange.key.data(), static_cast<unsigned int>(exchange.key.size()));
   request.setContent(exchange.fields, exchange.content.data(),
