@@ -56,7 +56,7 @@ int main(int argc, char** argv) try {
   // [outcomes]
   ClientRequest ask;
   ask.buildRequest(u"batch", ClientRequest::PARSE_RESULT, {});
-  client.sendAndRecvMesg(ask, response);  // each outcome is told once
+  client.sendAndRecvMesg(ask, response);  // commits, and waits for all outcomes
   ParseResponse& outcomes = response.getParseResponse();
   std::size_t told = 0;
   while (outcomes.hasMore()) {

@@ -17,8 +17,8 @@ trap finish EXIT
 options=()
 token=$(sed -n 's/.*u"\(example-token\)".*/\1/p' "$source")
 if [ -n "$token" ]; then
-  (umask 077 && echo "$token" >"$work/token")
-  options=(--token-file "$work/token")
+  (umask 077 && "$qorserver" token --stdin <<<"$token" >"$work/tokens")
+  options=(--token-file "$work/tokens")
 fi
 mkfifo "$work/said"
 "$qorserver" --data "$work/data" --listen 127.0.0.1:0 "${options[@]}" >"$work/said" &

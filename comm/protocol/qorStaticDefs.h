@@ -27,7 +27,7 @@ class QORCOMM_EXPORT StaticDefs {
   static const icu::UnicodeString PARAM_OPCODE;
   /// "scope"; for other servers
   static const icu::UnicodeString PARAM_SCOPE;
-  /// "incremental"; for other servers
+  /// "incremental": whether a restore replaces collections that are there ("false") or leaves them
   static const icu::UnicodeString PARAM_INCREMENTAL;
   /// "checkVersion"; for other servers
   static const icu::UnicodeString PARAM_CHECK_VER;

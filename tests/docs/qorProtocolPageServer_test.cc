@@ -45,19 +45,19 @@ TEST_F(ProtocolPageServer, AnswersAsShown) {
 TEST_F(ProtocolPageServer, RefusesATokenAsShown) {
   ProtocolPage page = readProtocolPage();
   const std::filesystem::path file = root() / "tokens";
-  std::ofstream(file) << "another\n";
-  const server::Tokens tokens(file);
-  server::DataDirectory directory(root() / "with-tokens");
-  server::CollectionStore store(directory);
-  server::Backups backups(directory, store);
-  server::ServerContext context{store, backups};
-  Dispatcher dispatcher(context, tokens);
+  const auto tokensOf = [&file](const std::string& token) {
+    std::ofstream(file) << server::Tokens::lineFor(token, "all") << '\n';
+    std::filesystem::permissions(
+        file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    return server::Tokens(file);
+  };
+  const server::Tokens others = tokensOf("another");
+  Dispatcher refusing(context(), others);
   const std::string& request = page.bytes["request GET_STATUS with a token"];
-  EXPECT_EQ(asShown(answer(dispatcher, request)),
+  EXPECT_EQ(asShown(answer(refusing, request)),
             asShown(page.bytes["reply GET_STATUS with a token"]));
-  std::ofstream(file) << "secret\n";
-  const server::Tokens right(file);
-  Dispatcher admitting(context, right);
+  const server::Tokens right = tokensOf("secret");
+  Dispatcher admitting(context(), right);
   EXPECT_EQ(asShown(answer(admitting, request)), asShown(page.bytes["reply GET_STATUS"]));
 }
 

@@ -69,7 +69,7 @@ const Exchange EXCHANGES[] = {
      R"("configuration":{"colConfig":"plain"}})" "\n"},
     {"BACKUP", BACKUP, notesAnd({{u"dataDir", u"monday"}})},
     {"DELETE_DOCUMENT", DELETE_DOCUMENT, NOTES, "ok complete", "n2"},
-    {"RESTORE", RESTORE, notesAnd({{u"dataDir", u"monday"}})},
+    {"RESTORE", RESTORE, notesAnd({{u"dataDir", u"monday"}, {u"incremental", u"false"}})},
     {"CLOSE_COLLECTION", CLOSE_COLLECTION, NOTES},
     {"TAKEOVER", TAKEOVER, {}},
     {"DROP_COLLECTION", DROP_COLLECTION, NOTES},
