@@ -23,3 +23,10 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 include(${CMAKE_CURRENT_LIST_DIR}/hardening.cmake)
+
+# qorcomm_limit_exports(LIBRARY): it exports what exports.map.in lists and nothing else.
+configure_file(${CMAKE_CURRENT_LIST_DIR}/exports.map.in ${GENERATED_DIR}/exports.map @ONLY)
+function(qorcomm_limit_exports library)
+  target_link_options(${library} PRIVATE LINKER:--version-script=${GENERATED_DIR}/exports.map)
+  set_target_properties(${library} PROPERTIES LINK_DEPENDS ${GENERATED_DIR}/exports.map)
+endfunction()
