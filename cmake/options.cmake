@@ -17,6 +17,14 @@ if(QORCOMM_SANITIZE)
   target_link_options(qorcomm_options INTERFACE -fsanitize=${QORCOMM_SANITIZE})
 endif()
 
+# What a release holds does not depend on where it was built: no absolute path in debug information or
+# __FILE__, and run paths of the build tree relative to the file, for they have a say in the build id.
+# The last mapping that matches wins, and the build tree may stand inside the source tree.
+target_compile_options(qorcomm_options INTERFACE
+  $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>
+  $<$<CONFIG:Release>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build>)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)

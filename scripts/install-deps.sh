@@ -1,19 +1,22 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need; does nothing when they are there.
-# Usage: scripts/install-deps.sh [test] [fuzz] [bench] [docs]   ("test" adds what only the tests need,
-# "fuzz" what fuzzing and the coverage report need, "bench" what the library is measured against, "docs"
-# what makes the site of documents, which the tests do, too)
+# Usage: scripts/install-deps.sh [GROUP...]   ("test" adds what only the tests need, "fuzz" what fuzzing
+# and the coverage report need, "bench" what the library is measured against, "docs" what makes the site
+# of documents, "package" what makes Debian packages, "lint" what reads the sources)
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
           libsodium-dev nlohmann-json3-dev)
 for group in "$@"; do
   case $group in
-    test) packages+=(libgtest-dev libgmock-dev locales strace valgrind doxygen) ;;
+    test) packages+=(libgtest-dev libgmock-dev locales strace valgrind doxygen abigail-tools clang
+                     dpkg-dev xz-utils) ;;
     fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     bench) packages+=(libbenchmark-dev libhiredis-dev redis-server libcurl4-openssl-dev
                       libsimdjson-dev valgrind) ;;
     docs) packages+=(doxygen) ;;
+    package) packages+=(dpkg-dev) ;;
+    lint) packages+=(clang-format clang-tidy shellcheck) ;;
     *) echo "no group of packages is called $group" >&2; exit 2 ;;
   esac
 done

@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Uses the Debian packages as a stranger would: unpacks them into an empty root, builds a user's program
+# against them by CMake and by pkg-config, with GCC and with Clang, runs it and the programs, and reads
+# what the packages say of themselves. Of a build tree, it makes the packages first, twice.
+# usage: check_packages.sh CMAKE FOLDER_OF_PACKAGES|RELEASE_BUILD_TREE WORK_FOLDER
+set -euo pipefail
+
+cmake=$1 packages=$2 work=$3
+here=$(cd "$(dirname "$0")" && pwd)
+root=$work/root
+names=(libqorcomm1 libqorcomm-dev qorctl qorserver)
+
+fail() {
+  echo "check_packages: $*" >&2
+  exit 1
+}
+
+rm -rf "$work"
+mkdir -p "$root" "$work/control"
+
+if [[ -f $packages/CPackConfig.cmake ]]; then
+  build=$packages packages=$work/first
+  for output in first second; do
+    (cd "$build" && SOURCE_DATE_EPOCH=1700000000 "${cmake%cmake}cpack" -B "$work/$output") \
+      > "$work/$output.log" 2>&1 || { cat "$work/$output.log" >&2; exit 1; }
+    rm -r "$work/$output/_CPack_Packages"
+  done
+  diff -r "$work/first" "$work/second" || fail "packages of one build differ"
+fi
+
+for name in "${names[@]}"; do
+  set -- "$packages/${name}"_*.deb
+  [[ $# == 1 && -f $1 ]] || fail "not one package $name in $packages"
+  dpkg-deb -x "$1" "$root"
+  dpkg-deb -e "$1" "$work/control/$name"
+  [[ -s $root/usr/share/doc/$name/copyright && -s $root/usr/share/doc/$name/changelog.gz ]] ||
+    fail "$name says nothing of its terms or its changes"
+done
+lib=$(find "$root/usr/lib" -name libqorcomm.so -printf '%h')
+
+# field PACKAGE NAME
+field() { sed -n "s/^$2: //p" "$work/control/$1/control"; }
+
+icu=$(sed -n 's/^Depends:.*libicu\([0-9]*\).*/\1/p' "$work/control/libqorcomm1/control")
+[[ -n $icu ]] || fail "libqorcomm1 does not depend on ICU"
+[[ $(field libqorcomm1 Provides) == "libqorcomm1-icu$icu ("* ]] ||
+  fail "libqorcomm1 does not provide the name with ICU's major version"
+for name in libqorcomm1 libqorcomm-dev; do
+  grep -qF "ICU's major version ($icu) is part of" "$work/control/$name/control" ||
+    fail "$name does not say that ICU's major version is part of its ABI"
+done
+for name in libqorcomm1 qorctl qorserver; do
+  [[ $(field "$name" Depends) == *"libc6 (>= "* ]] || fail "$name: no dependencies from dpkg-shlibdeps"
+done
+[[ $(field libqorcomm-dev Depends) == "libqorcomm1 (= $(field libqorcomm1 Version))"* ]] ||
+  fail "libqorcomm-dev does not depend on the library of the same version"
+grep -q 'GPL, version 3' "$root/usr/share/doc/qorserver/copyright" ||
+  fail "qorserver does not say what linking its engine means"
+# All that they depend on is in the distribution, or among them. Nothing is installed.
+apt-get --simulate install "$packages"/*.deb > "$work/apt.log" 2>&1 || { cat "$work/apt.log" >&2; fail "apt"; }
+
+export LD_LIBRARY_PATH=$lib
+for name in qorctl qorserver; do
+  "$root/usr/bin/$name" --version || fail "$name --version"
+done
+
+# use CXX: builds and runs the user's program in both ways.
+use() {
+  local out=$work/$1
+  if ! "$cmake" -S "$here/user" -B "$out" -DCMAKE_CXX_COMPILER="$1" -DCMAKE_PREFIX_PATH="$root/usr" \
+    > "$out.log" || ! "$cmake" --build "$out" >> "$out.log"; then
+    fail "find_package with $1: see $out.log"
+  fi
+  "$out/user" || fail "the program built by $1 and CMake failed"
+  # shellcheck disable=SC2046  # the flags are words
+  "$1" -o "$out/by-pkg-config" "$here/user/user.cc" $(pkg-config --cflags --libs qorcomm)
+  "$out/by-pkg-config" || fail "the program built by $1 and pkg-config failed"
+}
+
+export PKG_CONFIG_PATH=$lib/pkgconfig PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_ALLOW_SYSTEM_LIBS=1
+used=()
+for cxx in g++ clang++; do
+  if command -v "$cxx" > "$work/none"; then
+    use "$cxx"
+    used+=("$cxx")
+  else
+    echo "check_packages: $cxx is not installed: skipped" >&2
+  fi
+done
+((${#used[@]} > 0)) || fail "neither g++ nor clang++ is installed"
+LD_LIBRARY_PATH='' ldd "$work/${used[0]}/by-pkg-config" | grep -q 'libqorcomm.so.1 => not found' ||
+  fail "the program was not linked with the packages' library"
+
+# What dpkg makes of the library's shlibs file for that program is what qorctl depends on.
+mkdir -p "$work/dpkg/debian"
+: > "$work/dpkg/debian/control"
+cp "$work/control/libqorcomm1/shlibs" "$work/dpkg/debian/shlibs.local"
+depends=$(cd "$work/dpkg" && dpkg-shlibdeps -l"$lib" -O "$work/${used[0]}/user" 2> "$work/shlibdeps.log") ||
+  { cat "$work/shlibdeps.log" >&2; fail "dpkg-shlibdeps"; }
+wanted="libqorcomm1-icu$icu (>= $(field libqorcomm1 Version))"
+[[ $depends == *"$wanted"* ]] || fail "dpkg-shlibdeps says $depends, not $wanted"
+[[ $(field qorctl Depends) == *"$wanted"* ]] || fail "qorctl does not depend on $wanted"
+echo "${#names[@]} packages used with ${used[*]}"
