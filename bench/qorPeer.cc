@@ -94,7 +94,7 @@ Cores chooseCores() {
   if (::sched_getaffinity(0, sizeof allowed, &allowed) != 0) fail("cannot read the processors");
   Cores cores{-1, -1};
   for (int core = 0; core < CPU_SETSIZE; ++core) {
-    if (!CPU_ISSET(core, &allowed)) continue;
+    if (!CPU_ISSET(static_cast<std::size_t>(core), &allowed)) continue;
     cores.peer = cores.client;
     cores.client = core;
   }
@@ -105,7 +105,7 @@ Cores chooseCores() {
 void pinTo(int core) {
   cpu_set_t one;
   CPU_ZERO(&one);
-  CPU_SET(core, &one);
+  CPU_SET(static_cast<std::size_t>(core), &one);
   if (::sched_setaffinity(0, sizeof one, &one) != 0) fail("cannot bind to a processor");
 }
 

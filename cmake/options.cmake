@@ -4,7 +4,7 @@ target_compile_features(qorcomm_options INTERFACE cxx_std_20)
 target_include_directories(qorcomm_options INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<BUILD_INTERFACE:${GENERATED_DIR}>)
 target_compile_options(qorcomm_options INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow -Wswitch-enum -Wno-missing-field-initializers
+  -Wall -Wextra -Wconversion -Wsign-conversion -Wshadow -Wswitch-enum -Wno-missing-field-initializers
   # GCC 12 sees overlapping copies in std::string's operator+ at -O3 where there are none.
   # Without unique symbols: with one, a library can never be unloaded again.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict> $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>

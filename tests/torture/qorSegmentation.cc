@@ -166,7 +166,7 @@ int main(const Options& options) {
     if (size <= mostCuts) cutter.everyCut();
     if (size <= 256) cutter.oneAndTwoCuts(options.quick ? 17 : 1);
     if (size <= 4096) cutter.cut(Pieces(size, 1));
-    const std::size_t randomCuts = (size <= 4096 ? 3'000 : 300) / (options.quick ? 30 : 1);
+    const std::size_t randomCuts = (size <= 4096 ? 3'000U : 300U) / (options.quick ? 30U : 1U);
     for (std::size_t i = 0; i < randomCuts; ++i) cutter.randomCut(random);
     played += cutter.played;
     ++replies;

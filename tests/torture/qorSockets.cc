@@ -41,7 +41,7 @@ class Bench {
       const std::vector<Outcome> outcomes = run(client, scenario_);
       used = net.calls;
       if (first.at == 0) clean_ = outcomes;
-      faults += net.hits.empty() ? 0 : 1;
+      faults += net.hits.empty() ? 0U : 1U;
       wrong = judge(net, frames, outcomes);
       net.inject({});
       playing = &cleanScenario();

@@ -28,7 +28,7 @@ const std::string CUT_TEXT =
 std::string claiming(std::uint32_t status, std::uint32_t length, std::size_t size) {
   return u16(status) + u16(length) + std::string(size - 4, 'p');
 }
-std::string padded(std::size_t size, int zeros = 4) {
+std::string padded(std::size_t size, std::size_t zeros = 4) {
   return std::string(size - 4, 'p') + std::string(zeros, '\0');
 }
 
