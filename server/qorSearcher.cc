@@ -42,6 +42,62 @@ std::string queryNameOf(std::string name) {
   return name;
 }
 
+/// BM25 with k1 in the middle of its customary range and the customary b; lengths count in full.
+Xapian::BM25Weight weighting() {
+  constexpr double K1 = 1.5;
+  constexpr double B = 0.75;
+  return Xapian::BM25Weight(K1, /*k2=*/0, /*k3=*/1, B, /*min_normlen=*/0);
+}
+
+/// field:low..high over the stored sort keys, ends included. Without one end the range holds
+/// whatever is of the other end's kind, numbers or texts; without both, whatever has the field.
+class FieldRange : public Xapian::RangeProcessor {
+ public:
+  FieldRange(Xapian::valueno field, const std::string& prefix, std::string language)
+      : RangeProcessor(field, prefix), language_(std::move(language)) {}
+
+  Xapian::Query operator()(const std::string& low, const std::string& high) override {
+    const bool open = low.empty() && high.empty();
+    const bool numbers = isNumberKey(sortKeyOf(low.empty() ? high : low, language_));
+    return {Xapian::Query::OP_VALUE_RANGE, slot,
+            low.empty() ? leastSortKey(open || numbers) : sortKeyOf(low, language_),
+            high.empty() ? greatestSortKey(!open && numbers) : sortKeyOf(high, language_)};
+  }
+
+ private:
+  std::string language_;
+};
+
+/// Comes last: says what is wrong with a range that no field took.
+class UnknownRange : public Xapian::RangeProcessor {
+ public:
+  Xapian::Query operator()(const std::string& low, const std::string& high) override {
+    throw Xapian::QueryParserError("the range " + low + ".." + high +
+                                   " does not start with a sortable field and a colon; give "
+                                   "field:low..high, or a blank between the dots");
+  }
+};
+
+/// Two dots in a word that has a colon before them. Others, as the dots of a pause, are no range.
+bool hasRange(std::string_view text) noexcept {
+  for (std::size_t at = text.find(".."); at != text.npos; at = text.find("..", at + 1)) {
+    const std::size_t colon = text.substr(0, at).find_last_of(": \t\r\n");
+    if (colon != text.npos && text[colon] == ':') return true;
+  }
+  return false;
+}
+
+void addRanges(Xapian::QueryParser& parser, const FieldRegistry& fields,
+               const std::string& language) {
+  for (const auto& [name, field] : fields.all()) {
+    if (!field.sortable) continue;
+    const std::string prefix = queryNameOf(name) + ':';
+    auto* range = new FieldRange(FieldRegistry::slotOf(field), prefix, language);
+    parser.add_rangeprocessor(range->release(), &prefix);  // the parser counts and frees them
+  }
+  parser.add_rangeprocessor((new UnknownRange)->release());
+}
+
 Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& fields,
                          const std::string& text, const std::string& language) {
   if (text == EVERYTHING) return Xapian::Query::MatchAll;
@@ -54,6 +110,7 @@ Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& 
     if (field.searchable) parser.add_prefix(queryNameOf(name), FieldRegistry::prefixOf(field));
   }
   checkQueryText(text);
+  if (hasRange(text)) addRanges(parser, fields, language);
   return parser.parse_query(text, QUERY_FLAGS);
 }
 
@@ -105,6 +162,7 @@ std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options
   const Xapian::Query query =
       parseQuery(view.database, view.fields, options.query, options.language);
   enquire.set_query(options.normalized ? query : withTimeLimit(query, TIME_LIMIT));
+  enquire.set_weighting_scheme(weighting());
   const Xapian::doccount documents = view.database.get_doccount();
   setOrder(enquire, keys, options, view.fields, documents == 0);
   const Xapian::doccount start = std::min(options.start, documents);

@@ -67,6 +67,14 @@ std::string sortKeyOf(std::string_view value, std::string_view language) {
   return TEXT_MARK + std::string(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(kept));
 }
 
+bool isNumberKey(std::string_view key) noexcept { return key.starts_with(NUMBER_MARK); }
+
+std::string leastSortKey(bool numbers) { return std::string(1, numbers ? NUMBER_MARK : TEXT_MARK); }
+
+std::string greatestSortKey(bool numbers) {
+  return leastSortKey(numbers) + std::string(KEPT_KEY, '\xff');
+}
+
 const std::string& lastSortKey() {
   static const std::string LAST(1, '\xff');
   return LAST;

@@ -11,6 +11,11 @@ namespace orvix::server {
 /// UTF-8.
 [[nodiscard]] std::string sortKeyOf(std::string_view value, std::string_view language);
 
+/// Bounds of the keys of all numbers, or of all texts, and which of the two a key belongs to.
+[[nodiscard]] bool isNumberKey(std::string_view key) noexcept;
+[[nodiscard]] std::string leastSortKey(bool numbers);
+[[nodiscard]] std::string greatestSortKey(bool numbers);
+
 /// Sorts behind every key: stands for a document without the field.
 [[nodiscard]] const std::string& lastSortKey();
 

@@ -57,6 +57,27 @@ TEST_F(Search, TheQueryLanguageFindsWhatItSays) {
   }
 }
 
+TEST_F(Search, EachLanguageHasItsOwnStems) {
+  const struct {
+    const char* language;
+    const char* text;
+    const char* query;
+  } cases[] = {{"en-GB", "running", "runs"},
+               {"de", "katzen", "katze"},
+               {"fr_FR", "continuellement", "continuelle"},
+               {"es", "bibliotecas", "biblioteca"},
+               {"ru", "книгами", "книга"},
+               {"nl", "boeken", "boek"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.language);
+    add(c.language, c.text, {}, {{"docLang", c.language}});
+    EXPECT_EQ(found(c.query, {{"queryLang", c.language}}), Found{c.language});
+    EXPECT_EQ(found(c.query, {{"queryLang", "none"}}), Found{});
+  }
+  add("tlh", "unstemmed words", {}, {{"docLang", "tlh"}});
+  EXPECT_EQ(found("words", {{"queryLang", "tlh"}}), Found{"tlh"});
+}
+
 TEST_F(Search, LanguageOfDocumentAndQueryDecideTheStem) {
   add("de", "viele Häuser", {}, {{"docLang", "de_DE"}});
   add("latin", "gr\xfc\xdf dich", {}, {{"KnownCharset", "ISO-8859-1"}});
@@ -72,6 +93,97 @@ TEST_F(Search, FieldNamesWithOtherCharactersAreQueriedWithUnderscores) {
   EXPECT_EQ(found("größe:huge"), Found{"1"});
   EXPECT_EQ(found("hidden"), Found{});
   EXPECT_EQ(found("huge"), Found{});
+}
+
+TEST_F(Search, RangesTakeBothEndsOfNumbersAndTexts) {
+  const auto paper = [&](const char* key, const char* year, const char* day) {
+    add(key, "paper of ranges", {{"[sortable]year", year}, {"[sortable]Indexable:pub-day", day}});
+  };
+  paper("a", "-5", "2001-02-03");
+  paper("b", "300", "2001-10-01");
+  paper("c", "1990.5", "1999-12-31");
+  paper("d", "unknown", "zoo");
+  add("e", "paper without fields");
+  struct Case {
+    const char* query;
+    Found keys;
+  };
+  const std::vector<Case> cases{
+      {"year:-5..300", {"a", "b"}},
+      {"year:300..1990.5", {"b", "c"}},
+      {"year:300.1..1990", {}},
+      {"year:2000..1000", {}},
+      {"year:300..", {"b", "c"}},
+      {"year:..300", {"a", "b"}},
+      {"year:unknown..", {"d"}},
+      {"year:..unknown", {"d"}},
+      {"year:..", {"a", "b", "c", "d"}},
+      {"pub_day:2001-01-01..2001-12-31", {"a", "b"}},
+      {"pub_day:..2001-02-03", {"a", "c"}},
+      {"paper year:300..", {"b", "c"}},
+      {"paper AND (year:300.. OR pub_day:..2001-02-03)", {"a", "b", "c"}},
+      {"fields OR year:..0", {"a", "e"}},
+      {"paper NOT year:-5..", {"d", "e"}},
+      {"year:300..300 year:-5..-5", {"a", "b"}},
+      {"year:-5..300 pub_day:2001-10..", {"b"}},
+      {"ranges...", {"a", "b", "c", "d"}},
+      {"ranges 300..1990", {"a", "b", "c", "d"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.query);
+    EXPECT_EQ(found(c.query), c.keys);
+  }
+  for (const char* query : {"size:1..2", "year:1..2 a..b"}) {
+    EXPECT_EQ(verdict("search", {{"index", "c"}, {"query", query}}), "SRV_QUERY_INVALID") << query;
+  }
+}
+
+TEST_F(Search, NearAndAdjacentCountWordsBetween) {
+  add("1", "alpha one two three omega");
+  add("2", "omega one alpha");
+  struct Case {
+    const char* query;
+    Found keys;
+  };
+  const std::vector<Case> cases{
+      {"alpha NEAR omega", {"1", "2"}}, {"alpha NEAR/4 omega", {"1", "2"}},
+      {"alpha NEAR/3 omega", {"2"}},    {"alpha NEAR/1 omega", {}},
+      {"alpha ADJ/4 omega", {"1"}},     {"omega ADJ/2 alpha", {"2"}},
+      {"alpha ADJ/3 omega", {}},        {"one AND alpha NEAR/2 omega", {"2"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.query);
+    EXPECT_EQ(found(c.query), c.keys);
+  }
+}
+
+TEST_F(Search, ChineseJapaneseAndKoreanTextIsFoundWithoutSpaces) {
+  add("zh", "我们在北京大学学习中文");
+  add("ja", "東京タワーは高い。全文検索エンジン v2");
+  add("ko", "한국어 검색 엔진", {{"Indexable:title", "서울대학교"}});
+  struct Case {
+    const char* query;
+    Found keys;
+  };
+  const std::vector<Case> cases{
+      {"北京", {"zh"}},
+      {"北京大学", {"zh"}},
+      {"大学北京", {}},
+      {"\"学习中文\"", {"zh"}},
+      {"京", {"zh", "ja"}},
+      {"タワー", {"ja"}},
+      {"全文検索", {"ja"}},
+      {"全文検索 AND v2", {"ja"}},
+      {"검색", {"ko"}},
+      {"국어", {"ko"}},
+      {"title:대학", {"ko"}},
+      {"대학", {}},
+      {"北京 OR 東京", {"zh", "ja"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.query);
+    EXPECT_EQ(found(c.query), c.keys);
+  }
 }
 
 TEST_F(Search, SortsByFieldAscendingWithMissingValuesLast) {
