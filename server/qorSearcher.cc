@@ -42,9 +42,9 @@ std::string queryNameOf(std::string name) {
   return name;
 }
 
-/// BM25 with k1 in the middle of its customary range and the customary b; lengths count in full.
+/// BM25 with the customary b and the upper end of the customary k1; lengths count in full.
 Xapian::BM25Weight weighting() {
-  constexpr double K1 = 1.5;
+  constexpr double K1 = 2;
   constexpr double B = 0.75;
   return Xapian::BM25Weight(K1, /*k2=*/0, /*k3=*/1, B, /*min_normlen=*/0);
 }
