@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Runs every contender in turn, five rounds, and prints what they come to.
+// The main program of qor-bench and qor-server-bench, which differ in contenders and figures.
 // Usage: qor-bench [--quick] [--only REGEX] [--markdown] [--json FILE] [--list]
 #include <cstdio>
 #include <exception>
@@ -86,6 +87,6 @@ void run(Options options) {
 int main(int argc, char** argv) try {
   orvix::bench::run(orvix::bench::readOptions(argc, argv));
 } catch (const std::exception& e) {
-  std::fprintf(stderr, "qor-bench: %s\n", e.what());
+  std::fprintf(stderr, "%s: %s\n", argc > 0 ? argv[0] : "qor-bench", e.what());
   return 2;
 }

@@ -102,6 +102,10 @@ std::string json(const std::vector<Outcome>& outcomes, const Settings& settings)
     row["ours"] = outcome.ours;
     if (!figure.other.empty()) {
       row["against"] = figure.other;
+      if (!figure.plus.empty()) {
+        row["plus"] = figure.plus;
+        row["plusTimes"] = figure.plusTimes;
+      }
       row["other"] = outcome.other;
     }
     row["median"] = outcome.median;

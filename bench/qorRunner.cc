@@ -34,6 +34,7 @@ class Field {
     for (const Figure& figure : figures) {
       enter(figure.group, figure.ours, contenders);
       if (!figure.other.empty()) enter(figure.group, figure.other, contenders);
+      if (!figure.plus.empty()) enter(figure.group, figure.plus, contenders);
     }
   }
 
@@ -115,6 +116,15 @@ double medianOf(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
+/// Round by round, what ours is held against.
+std::vector<double> othersOf(const Figure& figure, const Field& field) {
+  std::vector<double> others = field.of(figure.group, figure.other);
+  if (figure.plus.empty()) return others;
+  const std::vector<double>& plus = field.of(figure.group, figure.plus);
+  for (std::size_t i = 0; i < others.size(); ++i) others[i] += figure.plusTimes * plus[i];
+  return others;
+}
+
 Outcome judge(const Figure& figure, const Field& field) {
   const std::vector<double>& ours = field.of(figure.group, figure.ours);
   std::vector<double> ratios(ours);
@@ -122,7 +132,7 @@ Outcome judge(const Figure& figure, const Field& field) {
   outcome.figure = figure;
   outcome.ours = medianOf(ours);
   if (!figure.other.empty()) {
-    const std::vector<double>& other = field.of(figure.group, figure.other);
+    const std::vector<double> other = othersOf(figure, field);
     outcome.other = medianOf(other);
     for (std::size_t i = 0; i < ratios.size(); ++i) {
       ratios[i] = figure.better == Better::LOWER ? ours[i] / other[i] : other[i] / ours[i];

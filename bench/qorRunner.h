@@ -53,6 +53,8 @@ struct Figure {
   std::string other;  ///< a contender; empty: the figure is no ratio but our own value
   Better better = Better::LOWER;
   std::optional<double> bar{};  ///< none: for information
+  std::string plus{};  ///< a contender that counts `plusTimes` beside `other`; may be empty
+  double plusTimes = 0;
 };
 
 /// The table, in the order of the report.

@@ -40,6 +40,8 @@ void Road::ask(ClientRequest::REQUEST kind) {
 
 void Road::create() { ask(ClientRequest::CREATE_COLLECTION); }
 
+void Road::settle() { ask(ClientRequest::UPDATE_INDEX); }
+
 void Road::add(std::string_view key, std::string_view content) {
   static const std::list<comm::KVPair> NO_FIELDS;
   document_.setDocKey(key.data(), static_cast<unsigned int>(key.size()));

@@ -27,6 +27,8 @@ class Road {
   void add(std::string_view key, std::string_view content);
   /// Ends the batch and fetches what became of its documents.
   void endBatch(std::size_t documents);
+  /// Commits whatever was begun.
+  void settle();
   /// A request that can be sent again and again.
   [[nodiscard]] comm::ClientRequest searchRequest(const std::string& query, unsigned wanted) const;
   /// The keys of the hits, best first.
