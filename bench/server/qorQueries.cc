@@ -71,7 +71,6 @@ class EngineQueries : public Operation {
 
  private:
   std::size_t search(const std::string& query) {
-    database_.reopen();
     Xapian::QueryParser parser;
     parser.set_database(database_);
     parser.set_stemmer(Xapian::Stem("en"));
