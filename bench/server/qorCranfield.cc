@@ -4,6 +4,7 @@
 #include "bench/server/qorCranfield.h"
 
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -55,16 +56,17 @@ std::vector<Entry> readEntries(const std::filesystem::path& file) {
 
 void readJudgements(const std::filesystem::path& file, std::vector<Question>& questions) {
   std::ifstream in = openFile(file);
-  std::size_t position = 0;
-  std::string key;
-  int code = 0;
-  while (in >> position >> key >> code) {
+  for (std::string line; std::getline(in, line);) {
+    std::istringstream words(line);
+    std::size_t position = 0;
+    std::string key;
+    int code = 0;
+    if (!(words >> position >> key >> code)) fail(file, "a line is not three numbers: " + line);
     if (position == 0 || position > questions.size()) {
       fail(file, "there is no question " + std::to_string(position));
     }
     questions[position - 1].judgements[key] = code;
   }
-  if (!in.eof()) fail(file, "a line is not three numbers");
 }
 
 }  // namespace
