@@ -57,6 +57,7 @@ std::vector<Entry> readEntries(const std::filesystem::path& file) {
 void readJudgements(const std::filesystem::path& file, std::vector<Question>& questions) {
   std::ifstream in = openFile(file);
   for (std::string line; std::getline(in, line);) {
+    if (line.find_first_not_of(" \t\r") == line.npos) continue;
     std::istringstream words(line);
     std::size_t position = 0;
     std::string key;

@@ -52,7 +52,7 @@ class CranfieldFiles : public testing::Test {
   void fill() {
     put("cran.all.1400", ".I 1\n.T\nfirst\ntitle\n.A\nx\n.W\none .\n.I 2\n.T\nsecond\n.W\ntwo\n");
     put("cran.qry", ".I 001\n.W\nwhat is\nasked\n.I 008\n.W\nmore\n");
-    put("cranqrel", "1 2 3 \n2 1     -1\n");
+    put("cranqrel", "1 2 3 \n2 1     -1\n\n");
   }
   void put(const char* name, const std::string& text) { std::ofstream(folder_ / name) << text; }
   std::filesystem::path folder_;
