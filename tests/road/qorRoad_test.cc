@@ -223,6 +223,8 @@ TEST_F(Road, FieldsLimitsAndSortingWorkThroughTheWholeRoad) {
   using Keys = std::vector<std::string>;
   EXPECT_EQ(search("shared", {{StaticDefs::PARAM_SORT_FIELD, u"year"}}), (Keys{"b", "a", "c"}));
   EXPECT_EQ(sorted(search("author:ada")), (Keys{"b", "c"}));
+  EXPECT_EQ(sorted(search("shared year:300..1999")), (Keys{"a", "b"}));
+  EXPECT_EQ(search("shared NEAR/1 text AND author:ada year:..1999"), Keys{"b"});
   EXPECT_EQ(search("shared", {{StaticDefs::PARAM_SORT_FIELD, u"year"},
                               {StaticDefs::PARAM_START_OFFSET, u"1"},
                               {StaticDefs::PARAM_SEARCH_SIZE, u"1"}}),
