@@ -33,7 +33,7 @@ class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
 
   /// Sends `request` and reads its reply into `response`. Throws RESTException; see its id.
   /// Failures of connecting, sending, receiving and of time are retried on a new connection, so a
-  /// request is carried out at least once, perhaps twice; what the server refused is not retried.
+  /// request that succeeds was carried out at least once; what the server refused is not retried.
   void sendAndRecvMesg(ClientRequest& request, ClientResponse& response);
   /// Whether a failure with this id is worth another attempt.
   [[nodiscard]] bool isRetryableError(const icu::UnicodeString& messageId) const;

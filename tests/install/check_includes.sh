@@ -71,6 +71,10 @@ while IFS=: read -r file included; do
         "${file%%/*}/|qorcomm\.h$|infra/|comm/"
       [[ $included != */internal/* ]] || complain "$file" "includes $included, which is not public"
       ;;
+    bench/server/*)
+      only "$file" "$included" "the server's benchmarks measure server and library" \
+        'bench/|tests/road/|server/|qorcomm\.h$|infra/|comm/'
+      ;;
     bench/*)
       only "$file" "$included" "benchmarks measure the library" 'bench/|qorcomm\.h$|infra/|comm/'
       [[ $file == bench/qorInside.cc || $included != comm/*/internal/* ]] ||
@@ -80,6 +84,7 @@ while IFS=: read -r file included; do
       only "$file" "$included" "fuzzers feed parsers" \
         'fuzz/|tests/torture/|server/|infra/|comm/|qorcomm\.h$'
       ;;
+    tests/bench/*) ;;  # tests the measures
     tests/*)
       only "$file" "$included" "tests do not rest on benchmarks or fuzzers" \
         'tests/|server/|cli/|infra/|comm/|qorcomm\.h$'
