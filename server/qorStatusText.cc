@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 #include "server/qorTextDecoder.h"
 
@@ -61,6 +63,17 @@ std::string fieldsOf(const FieldRegistry& registry) {
   return fields.finish();
 }
 
+/// Of files that may go meanwhile.
+std::uint64_t bytesIn(const std::filesystem::path& folder) {
+  std::uint64_t bytes = 0;
+  std::error_code gone;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, gone)) {
+    const std::uint64_t size = entry.file_size(gone);
+    if (!gone) bytes += size;
+  }
+  return bytes;
+}
+
 std::string configurationText(const Properties& configuration) {
   ObjectWriter all;
   for (const auto& [key, value] : configuration) all.text(key, value);
@@ -91,6 +104,7 @@ std::string statusTextOf(Collection& collection) {
   status.number("pending", collection.pending());
   status.number("outcomes", collection.outcomes().size());
   status.number("revision", database.get_revision());
+  status.number("bytes", bytesIn(collection.folder()));
   if (collection.lastError()) status.text("lastError", collection.lastError()->text);
   status.raw("fields", fieldsOf(collection.fields()));
   status.raw("configuration", configurationText(collection.config().configuration));

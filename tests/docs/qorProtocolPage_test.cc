@@ -65,8 +65,8 @@ const Exchange EXCHANGES[] = {
     {"SELECTIVITY", SELECTIVITY, notesAnd({{u"query", u"hills"}}), "ok complete estimate(2 2 2)"},
     {"COLLECTION_STATUS", COLLECTION_STATUS, NOTES,
      R"(ok complete text={"name":"notes","displayName":"My notes","language":"en","documents":2,"pending":0,)"
-     R"("outcomes":0,"revision":4,"fields":{"title":{"searchable":true,"sortable":false}},)"
-     R"("configuration":{"colConfig":"plain"}})" "\n"},
+     R"("outcomes":0,"revision":4,"bytes":98405,)"
+     R"("fields":{"title":{"searchable":true,"sortable":false}},"configuration":{"colConfig":"plain"}})" "\n"},
     {"BACKUP", BACKUP, notesAnd({{u"dataDir", u"monday"}})},
     {"DELETE_DOCUMENT", DELETE_DOCUMENT, NOTES, "ok complete", "n2"},
     {"RESTORE", RESTORE, notesAnd({{u"dataDir", u"monday"}, {u"incremental", u"false"}})},

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Life of collections and documents: batches and their outcomes, restarts, backup and restore.
+#include <csignal>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 #include "tests/server/qorServerFixture.h"
@@ -82,6 +84,34 @@ TEST_F(Collections, WhatWasAnsweredSurvivesARestart) {
     EXPECT_NE(status.find(part), std::string::npos) << part << " in " << status;
   }
   EXPECT_EQ(status.find("hush"), std::string::npos);
+}
+
+TEST_F(Collections, StatusTellsWhatTheFilesTakeAndWhatWentWrong) {
+  const auto told = [&](const std::string& name) {
+    const std::string status = ask("collectionStatus", {{"index", "c"}});
+    const std::size_t at = status.find("\"" + name + "\":");
+    return at == std::string::npos ? 0 : std::stoull("0" + status.substr(at + name.size() + 3));
+  };
+  const auto empty = told("bytes");
+  EXPECT_GE(empty, 4096U);
+  std::string text;
+  for (int i = 0; i < 20000; ++i) text += "word" + std::to_string(i) + " ";
+  send(documentOf("long", text));
+  EXPECT_EQ(told("pending"), 1U);
+  EXPECT_EQ(verdict("updateIndex", {{"index", "c"}}), "status 1");
+  EXPECT_GE(told("bytes"), empty + text.size());
+  EXPECT_EQ(told("pending"), 0U);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
+  const std::string refused = verdict("addDocument", {{"index", "c"}}, documentOf("k", "x"));
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(refused, "SRV_ENGINE_FAILED");
+  EXPECT_NE(ask("collectionStatus", {{"index", "c"}}).find("\"lastError\":\"Writing"),
+            std::string::npos);
 }
 
 TEST_F(Collections, NamesMustFit) {
