@@ -2,6 +2,7 @@
 #include "bench/server/qorPlaces.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <sched.h>
@@ -24,8 +25,8 @@ TemporaryFolder::~TemporaryFolder() {
 void spreadOver(const Cores& cores) {
   cpu_set_t both;
   CPU_ZERO(&both);
-  CPU_SET(cores.client, &both);
-  CPU_SET(cores.peer, &both);
+  CPU_SET(static_cast<std::size_t>(cores.client), &both);
+  CPU_SET(static_cast<std::size_t>(cores.peer), &both);
   if (::sched_setaffinity(0, sizeof both, &both) != 0) {
     throw std::system_error(errno, std::generic_category(), "cannot bind to two processors");
   }
