@@ -9,6 +9,7 @@
 #include "comm/protocol/internal/qorWords.h"
 #include "comm/protocol/qorStaticDefs.h"
 #include "comm/request/internal/qorPropertyMerge.h"
+#include "infra/oss/internal/qorTextConversion.h"
 
 namespace orvix::comm {
 
@@ -40,11 +41,11 @@ bool isMergeOf(const util::ExtendedProperties& properties, const util::ExtendedP
 KVPair::KVPair() = default;
 
 KVPair::KVPair(const UnicodeString& fieldKey, const UnicodeString& fieldValue)
-    : key(fieldKey), value(fieldValue) {}
+    : key(oss::copyOf(fieldKey)), value(oss::copyOf(fieldValue)) {}
 
 KVPair::KVPair(const KVPair& other)
-    : key(other.key),
-      value(other.value),
+    : key(oss::copyOf(other.key)),
+      value(oss::copyOf(other.value)),
       attribute(other.attribute),
       extra(other.extra),
       binValue(copyBytes(other.binValue, other.binLength)),
@@ -52,11 +53,12 @@ KVPair::KVPair(const KVPair& other)
 
 KVPair& KVPair::operator=(const KVPair& other) {
   if (this == &other) return *this;
-  unsigned char* const bytes = copyBytes(other.binValue, other.binLength);
-  delete[] std::exchange(binValue, bytes);
+  UnicodeString otherKey = oss::copyOf(other.key);
+  UnicodeString otherValue = oss::copyOf(other.value);
+  delete[] std::exchange(binValue, copyBytes(other.binValue, other.binLength));
   binLength = other.binLength;
-  key = other.key;
-  value = other.value;
+  key = std::move(otherKey);
+  value = std::move(otherValue);
   attribute = other.attribute;
   extra = other.extra;
   return *this;
@@ -74,7 +76,8 @@ ClientRequest::~ClientRequest() = default;
 
 void ClientRequest::buildRequest(const UnicodeString& collectionName, REQUEST kind,
                                  const util::ExtendedProperties& props) {
-  collectionName_ = collectionName;  // first: the caller may pass a value of this request
+  collectionName_ =
+      oss::copyOf(collectionName);  // first: the caller may pass a value of this request
   const char* const word = detail::requestKind(kind).mode;
   const UnicodeString mode(word == nullptr ? "" : word, "");
   detail::Overlay own[3] = {{&StaticDefs::PARAM_COLLECTION_ID, &collectionName_}};

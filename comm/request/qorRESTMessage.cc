@@ -157,7 +157,8 @@ void RESTMessage::writeBody(const ClientRequest& request, std::string_view docKe
   estimate += WORD;
   estimate += fieldsEstimate(request.getFields(),
                              body_.length() > estimate ? body_.length() - estimate : 0);
-  if (estimate + contentLength_ > std::numeric_limits<std::uint32_t>::max()) {
+  if (estimate > LENGTH_LIMIT ||
+      estimate + contentLength_ > std::numeric_limits<std::uint32_t>::max()) {
     detail::raiseAt(detail::sites::REQUEST_TOO_LARGE);
   }
   if (estimate > body_.length()) body_.resize(estimate);
@@ -210,6 +211,7 @@ UnicodeString RESTMessage::getQueryString() const {
     text.append(text.isEmpty() ? words::QUERY_OPEN : words::QUERY_NEXT);
     text.append(nameOnWire(key)).append(words::QUERY_VALUE).append(value);
   });
+  oss::requireText(text);
   return text;
 }
 

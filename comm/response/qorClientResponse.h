@@ -48,7 +48,8 @@ class QORCOMM_EXPORT ClientResponse {
   SearchResponse& getSearchResponse();
   /// The next results of a streamed reply. The first call after a request returns what came with
   /// it. Later, with `wait`, receives until results are at hand or the stream has ended; without,
-  /// receives exactly once. Throws what TamberPerfClient::recv throws and keeps earlier results;
+  /// receives exactly once; after the end that empties the list, so drain it first or ask
+  /// isEndOfStream(). Throws what TamberPerfClient::recv throws and keeps earlier results;
   /// RESTException ERR_INVALID_STATE for a client of another class.
   SearchResponse& getSearchResponse(CorvaneClient& client, bool wait);
   ParseResponse& getParseResponse();

@@ -91,6 +91,8 @@ void decodeInto(GenRespRecord& record, std::string_view bytes) {
 }
 
 std::uint32_t parseSelectivity(std::string_view body, ClientResponse& response) {
+  const oss::TraceScope trace(detail::probes::PLAIN_SELECTIVITY);
+  oss::flightRecord(detail::probes::PLAIN_SELECTIVITY, body.data(), body.size());
   const CountedRecord record(body);
   if (record.whole) {
     SelectivityInfo info;
@@ -101,6 +103,8 @@ std::uint32_t parseSelectivity(std::string_view body, ClientResponse& response) 
 }
 
 std::uint32_t parseStatus(std::string_view body, ClientResponse& response) {
+  const oss::TraceScope trace(detail::probes::PLAIN_STATUS);
+  oss::flightRecord(detail::probes::PLAIN_STATUS, body.data(), body.size());
   const CountedRecord record(body);
   std::uint32_t code = 0;
   if (record.whole) {
@@ -279,6 +283,7 @@ std::uint32_t RESTResponse::parseBody(std::string_view piece, ClientResponse& re
 std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t length,
                                               ClientResponse& response, bool& endOfStream) {
   const oss::TraceScope trace(detail::probes::PLAIN_SEARCH);
+  oss::flightRecord(detail::probes::PLAIN_SEARCH, buffer, length);
   if (length == 0) {
     std::fputs(" [WARN]: parseStreamSearch !!: 0 len for resp\n", stderr);
     endOfStream = true;
@@ -302,6 +307,7 @@ std::uint32_t RESTResponse::parseStreamSearch(const char* buffer, std::uint32_t 
 std::uint32_t RESTResponse::parseParseResult(const char* buffer, std::uint32_t length,
                                              ClientResponse& response, bool& endOfStream) {
   const oss::TraceScope trace(detail::probes::PLAIN_OUTCOMES);
+  oss::flightRecord(detail::probes::PLAIN_OUTCOMES, buffer, length);
   std::string_view rest(buffer, length);
   while (!rest.empty()) {
     const CountedRecord record(rest);

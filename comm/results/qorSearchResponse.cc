@@ -33,7 +33,9 @@ void SearchResponse::append(const SearchResult& record) {
     if (takesOver) adoptedKeys_.pop_back();
     throw;
   }
-  if (takesOver) adoptedKeys_.back().reset(detail::HitAccess::bytesOf(key));
+  if (!takesOver) return;
+  adoptedKeys_.back().reset(detail::HitAccess::bytesOf(key));
+  detail::HitAccess::disown(record);
 }
 
 void SearchResponse::reset() {

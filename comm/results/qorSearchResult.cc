@@ -40,8 +40,7 @@ SearchResult::SearchResult(const SearchResult& other)
       key_(onHeap(other.getKey())),
       rawKey_(other.rawKey_),
       rawKeyLength_(other.rawKeyLength_),
-      status_(other.status_),
-      ownsRawKey_(other.ownsRawKey_) {}
+      status_(other.status_) {}
 
 SearchResult& SearchResult::operator=(const SearchResult& other) {
   if (this == &other) return *this;
@@ -50,7 +49,7 @@ SearchResult& SearchResult::operator=(const SearchResult& other) {
   rawKey_ = other.rawKey_;
   rawKeyLength_ = other.rawKeyLength_;
   status_ = other.status_;
-  ownsRawKey_ = other.ownsRawKey_;
+  ownsRawKey_ = false;
   return *this;
 }
 
@@ -96,8 +95,8 @@ void SearchResult::setKey(const UnicodeString& text) const {
 void SearchResult::setRawKey(const unsigned char* bytes, unsigned int length) {
   auto copy = std::make_unique<unsigned char[]>(length);
   std::copy_n(bytes, length, copy.get());
-  adoptRawKey(copy.get(), length);
-  static_cast<void>(copy.release());
+  releaseRawKey();
+  adoptRawKey(copy.release(), length);
 }
 
 void SearchResult::adoptRawKey(unsigned char* bytes, unsigned int length) {

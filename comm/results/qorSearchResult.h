@@ -23,7 +23,8 @@ struct HitAccess;
 /// Borrows: the raw key bytes, when it came with a reply or was copied from such a hit: they belong
 ///          to the SearchResponse and are valid until that list is reset or destroyed. A record that
 ///          was given its bytes itself (setRawKey, adoptRawKey, decode) must be released by
-///          releaseRawKey().
+///          releaseRawKey(), unless it was added to a list, which takes them over. Its copies only
+///          name them.
 /// Threads: one at a time, for reading too: the key text is made when it is first asked for.
 class QORCOMM_EXPORT SearchResult : public GenRespRecord {
  public:
@@ -47,9 +48,9 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   /// The record's status on the wire; 6 marks a server error that travels as a result.
   [[nodiscard]] unsigned short getStatus() const { return status_; }
 
-  /// Takes a copy of `length` bytes.
+  /// Takes a copy of `length` bytes; bytes of its own that it had before are freed.
   void setRawKey(const unsigned char* bytes, unsigned int length);
-  /// Takes an array-allocated run as it is.
+  /// Takes an array-allocated run as it is; what it had before is not freed.
   void adoptRawKey(unsigned char* bytes, unsigned int length);
   /// Frees the raw key bytes, unless they are borrowed; either way the record has none then.
   void releaseRawKey();
@@ -69,7 +70,7 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   unsigned char* rawKey_ = nullptr;
   unsigned int rawKeyLength_ = 0;
   unsigned short status_ = 0;
-  bool ownsRawKey_ = false;
+  mutable bool ownsRawKey_ = false;  // until a list takes the bytes over
   mutable bool keyIsDue_ = false;
 };
 

@@ -30,7 +30,7 @@ void extractServerMessage(const util::ExtendedProperties& properties, oss::Messa
   const icu::UnicodeString& id = properties.getProperty(words::MSG_ID, words::EMPTY);
   if (id.isEmpty()) return;
   const icu::UnicodeString& text = properties.getProperty(words::MSG_TEXT, words::EMPTY);
-  message = oss::Message(id, text, oss::Message::ERROR_TEXT);
+  message = oss::Message(id, text, oss::Message::LEVEL_ERROR);
 }
 
 std::size_t decodePairs(std::string_view bytes, util::ExtendedProperties& properties) {

@@ -56,7 +56,7 @@ RESTException ErrorAccess::serverReported() {
   RESTException error(StaticDefs::ERR_SERVER_APP, true);
   error.serverReported_ = true;
   error.addMessage(
-      oss::Message(StaticDefs::ERR_SERVER_APP, words::EMPTY, oss::Message::ERROR_TEXT));
+      oss::Message(StaticDefs::ERR_SERVER_APP, words::EMPTY, oss::Message::LEVEL_ERROR));
   return error;
 }
 

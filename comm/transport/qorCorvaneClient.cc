@@ -5,6 +5,7 @@
 
 #include "comm/protocol/internal/qorProbes.h"
 #include "comm/support/internal/qorRaiseSites.h"
+#include "infra/oss/internal/qorTextConversion.h"
 #include "infra/oss/qorNLSException.h"
 #include "infra/oss/qorSocketException.h"
 #include "infra/oss/qorTraceHooks.h"
@@ -29,7 +30,11 @@ CorvaneClient::CorvaneClient()
 CorvaneClient::CorvaneClient(const icu::UnicodeString& host, unsigned int port,
                              const oss::Socket::_AddrInfoExternal& addrInfo, bool persistent,
                              bool buffered)
-    : host_(host), port_(port), persistent_(persistent), buffered_(buffered), addrInfo_(addrInfo) {
+    : host_(oss::copyOf(host)),
+      port_(port),
+      persistent_(persistent),
+      buffered_(buffered),
+      addrInfo_(addrInfo) {
   const oss::TraceScope trace(probes::CLIENT_CONSTRUCT);
 }
 
@@ -38,9 +43,21 @@ CorvaneClient::~CorvaneClient() {
   closeConnection();
 }
 
-void CorvaneClient::setTimeOut(unsigned int milliseconds) { timeOut_ = milliseconds; }
-void CorvaneClient::usePeristentConnection(bool persistent) { persistent_ = persistent; }
-void CorvaneClient::useBufferedConnection(bool buffered) { buffered_ = buffered; }
+void CorvaneClient::setTimeOut(unsigned int milliseconds) {
+  const oss::TraceScope trace(probes::SET_TIME_OUT);
+  timeOut_ = milliseconds;
+}
+
+void CorvaneClient::usePeristentConnection(bool persistent) {
+  const oss::TraceScope trace(probes::USE_PERSISTENT);
+  persistent_ = persistent;
+}
+
+void CorvaneClient::useBufferedConnection(bool buffered) {
+  const oss::TraceScope trace(probes::USE_BUFFERED);
+  buffered_ = buffered;
+}
+
 void CorvaneClient::setReceiveTimeOut(unsigned int milliseconds) { receiveTimeOut_ = milliseconds; }
 void CorvaneClient::setSendTimeOut(unsigned int milliseconds) { sendTimeOut_ = milliseconds; }
 

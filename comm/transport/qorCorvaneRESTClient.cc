@@ -25,19 +25,29 @@ UnicodeString nameOf(const void* client) {
 
 }  // namespace
 
-CorvaneRESTClient::CorvaneRESTClient() : clientName(nameOf(this)) {}
+CorvaneRESTClient::CorvaneRESTClient() : clientName(nameOf(this)) {
+  const oss::TraceScope trace(detail::probes::REST_CLIENT_CONSTRUCT);
+}
 
 CorvaneRESTClient::CorvaneRESTClient(const UnicodeString& host, unsigned int port,
                                      const oss::Socket::_AddrInfoExternal& addrInfo,
                                      bool persistent)
-    : CorvaneClient(host, port, addrInfo, persistent, false), clientName(nameOf(this)) {}
+    : CorvaneClient(host, port, addrInfo, persistent, false), clientName(nameOf(this)) {
+  const oss::TraceScope trace(detail::probes::REST_CLIENT_CONSTRUCT);
+}
 
 CorvaneRESTClient::CorvaneRESTClient(const UnicodeString& host, unsigned int port, bool persistent)
     : CorvaneRESTClient(host, port, oss::Socket::NullAddrInfoExternal, persistent) {}
 
-CorvaneRESTClient::~CorvaneRESTClient() { closeConnection(); }
+CorvaneRESTClient::~CorvaneRESTClient() {
+  const oss::TraceScope trace(detail::probes::REST_CLIENT_DESTROY);
+  closeConnection();
+}
 
-void CorvaneRESTClient::setNumRetries(unsigned int retries) { numRetries = retries; }
+void CorvaneRESTClient::setNumRetries(unsigned int retries) {
+  const oss::TraceScope trace(detail::probes::SET_RETRIES);
+  numRetries = retries;
+}
 
 void CorvaneRESTClient::sendAndRecvMesg(ClientRequest& request, ClientResponse& response) {
   requestType = request.getRequestType();

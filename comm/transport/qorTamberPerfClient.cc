@@ -50,12 +50,17 @@ class FrameGuard {
 TamberPerfClient::TamberPerfClient(const icu::UnicodeString& host, unsigned int port,
                                    const oss::Socket::_AddrInfoExternal& addrInfo)
     : CorvaneRESTClient(host, port, addrInfo, true),
-      gathered_(std::make_unique<detail::GatherBlock>()) {}
+      gathered_(std::make_unique<detail::GatherBlock>()) {
+  const oss::TraceScope trace(detail::probes::TAMBER_CLIENT_CONSTRUCT);
+}
 
 TamberPerfClient::TamberPerfClient(const icu::UnicodeString& host, unsigned int port)
     : TamberPerfClient(host, port, oss::Socket::NullAddrInfoExternal) {}
 
-TamberPerfClient::~TamberPerfClient() { closeConnection(); }
+TamberPerfClient::~TamberPerfClient() {
+  const oss::TraceScope trace(detail::probes::TAMBER_CLIENT_DESTROY);
+  closeConnection();
+}
 
 void TamberPerfClient::sendAndRecvMesgOnce(ClientRequest& request, ClientResponse& response) {
   const oss::TraceScope trace(detail::probes::SEND_AND_RECV_ONCE);

@@ -15,7 +15,10 @@ Message& Message::operator=(Message&&) noexcept = default;
 Message::~Message() = default;
 
 Message::Message(const UnicodeString& id, const UnicodeString& text, Level level)
-    : id_(id), text_(text), level_(level) {}
+    : id_(copyOf(id)), text_(copyOf(text)), level_(level) {}
+
+void Message::setMessageID(const UnicodeString& id) { id_ = copyOf(id); }
+void Message::setMessageText(const UnicodeString& text) { text_ = copyOf(text); }
 
 void Message::setFileName(const char* name) {
   if (name == nullptr) {
@@ -28,13 +31,13 @@ void Message::setFileName(const char* name) {
 void Message::clear() {
   id_.remove();
   text_.remove();
-  level_ = NONE;
+  level_ = LEVEL_NONE;
   file_.reset();
   line_ = 0;
   arguments_.clear();
 }
 
-void Message::addArgument(const UnicodeString& text) { arguments_.push_back(text); }
+void Message::addArgument(const UnicodeString& text) { arguments_.push_back(copyOf(text)); }
 
 void Message::addArgument(unsigned int number) {
   addArgument(std::to_string(number).c_str(), nullptr);

@@ -18,8 +18,14 @@ namespace orvix::oss {
 /// A value: copies are deep and independent.
 class QORINFRA_EXPORT Message {
  public:
-  /// How grave it is; the library's own messages leave it at NONE or say ERROR_TEXT.
-  enum Level : std::uint32_t { NONE = 0, DEBUG = 1, INFORMATION = 2, WARNING = 3, ERROR_TEXT = 4 };
+  /// How grave it is; the library's own messages leave it at LEVEL_NONE or say LEVEL_ERROR.
+  enum Level : std::uint32_t {
+    LEVEL_NONE = 0,
+    LEVEL_DEBUG = 1,
+    LEVEL_INFORMATION = 2,
+    LEVEL_WARNING = 3,
+    LEVEL_ERROR = 4
+  };
 
   Message();
   Message(const icu::UnicodeString& id, const icu::UnicodeString& text, Level level);
@@ -29,8 +35,8 @@ class QORINFRA_EXPORT Message {
   Message& operator=(Message&&) noexcept;
   ~Message();
 
-  void setMessageID(const icu::UnicodeString& id) { id_ = id; }
-  void setMessageText(const icu::UnicodeString& text) { text_ = text; }
+  void setMessageID(const icu::UnicodeString& id);
+  void setMessageText(const icu::UnicodeString& text);
   void setMessageLevel(Level level) { level_ = level; }
   /// Keeps a copy; null means that there is none.
   void setFileName(const char* name);
@@ -58,7 +64,7 @@ class QORINFRA_EXPORT Message {
  private:
   icu::UnicodeString id_;
   icu::UnicodeString text_;
-  Level level_ = NONE;
+  Level level_ = LEVEL_NONE;
   std::optional<std::string> file_;
   unsigned int line_ = 0;
   std::vector<icu::UnicodeString> arguments_;
@@ -71,7 +77,7 @@ class QORINFRA_EXPORT MessageList {
 
   MessageList();
   /// Holding a copy of `message`.
-  explicit MessageList(const Message& message);
+  MessageList(const Message& message);
   MessageList(const MessageList&);
   MessageList(MessageList&&) noexcept;
   MessageList& operator=(const MessageList&);

@@ -130,6 +130,19 @@ int awaitConnected(int descriptor, const Deadline& deadline) {
   return error;
 }
 
+/// A connection to a free port of this machine may be given that very port as its own; then it is
+/// connected to itself and would read back what it writes, though nobody listens there.
+bool isConnectedToItself(int descriptor) {
+  sockaddr_storage own{};
+  sockaddr_storage peer{};
+  socklen_t ownSize = sizeof own;
+  socklen_t peerSize = sizeof peer;
+  return ::getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &ownSize) == 0 &&
+         ::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) == 0 &&
+         (own.ss_family == AF_INET || own.ss_family == AF_INET6) && ownSize == peerSize &&
+         std::memcmp(&own, &peer, ownSize) == 0;
+}
+
 /// Connects to one address; 0 or the reason why not. On success `descriptor` blocks again.
 int connectTo(int descriptor, const addrinfo& address, const Deadline& deadline) {
   if (::connect(descriptor, address.ai_addr, address.ai_addrlen) != 0) {
@@ -137,6 +150,7 @@ int connectTo(int descriptor, const addrinfo& address, const Deadline& deadline)
     if (errno != EINPROGRESS && errno != EINTR) return errno;
     if (const int error = awaitConnected(descriptor, deadline); error != 0) return error;
   }
+  if (isConnectedToItself(descriptor)) return ECONNREFUSED;
   const int flags = ::fcntl(descriptor, F_GETFL);
   if (flags < 0 || ::fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) return errno;
   const int on = 1;

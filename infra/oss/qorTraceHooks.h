@@ -13,10 +13,10 @@ namespace orvix::oss {
 /// The host's table. The library calls a hook only when it is not null and its flag bit is set.
 /// Hooks run on the thread that drives the traced object and must not throw.
 struct TraceHooks {
-  static constexpr std::uint32_t DIAGNOSTIC = 1;     ///< bit for the diagnostic hooks
-  static constexpr std::uint32_t TRACE = 2;          ///< bit for the trace hooks
-  static constexpr std::uint32_t TRACE_DETAIL = 4;   ///< either trace bit switches them on
-  static constexpr std::uint32_t FLIGHT_RECORD = 8;  ///< bit for the flight recorder
+  static constexpr std::uint32_t DIAGNOSTIC_BIT = 1;     ///< bit for the diagnostic hooks
+  static constexpr std::uint32_t TRACE_BIT = 2;          ///< bit for the trace hooks
+  static constexpr std::uint32_t TRACE_DETAIL_BIT = 4;   ///< either trace bit switches them on
+  static constexpr std::uint32_t FLIGHT_RECORD_BIT = 8;  ///< bit for the flight recorder
 
   std::atomic<std::uint32_t> flags{0};  ///< the host may change it at any time
   /// Called with the number of the operation's probe: where it begins, and where it ends unless by

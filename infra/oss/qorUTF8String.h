@@ -15,8 +15,8 @@ class QORINFRA_EXPORT UTF8String {
  public:
   UTF8String();
   /// The bytes up to the first NUL; null counts as empty.
-  explicit UTF8String(const char* bytes);
-  explicit UTF8String(const icu::UnicodeString& text);
+  UTF8String(const char* bytes);
+  UTF8String(const icu::UnicodeString& text);
   UTF8String(const UTF8String&);
   UTF8String& operator=(const UTF8String&);
   UTF8String& operator=(const icu::UnicodeString& text);

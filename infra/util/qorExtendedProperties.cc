@@ -22,6 +22,19 @@ namespace {
   throw error;
 }
 
+/// Takes the pair at `at` out again when there was no memory for the copies of its texts.
+template <class Pairs>
+void requirePair(Pairs& pairs, typename Pairs::iterator at, const UnicodeString& key,
+                 const UnicodeString& value) {
+  try {
+    oss::requireCopy(at->first, key);
+    oss::requireCopy(at->second, value);
+  } catch (const std::bad_alloc&) {
+    pairs.erase(at);
+    throw;
+  }
+}
+
 }  // namespace
 
 ExtendedProperties::ExtendedProperties()
@@ -35,14 +48,16 @@ ExtendedProperties& ExtendedProperties::operator=(const ExtendedProperties& othe
   if (this == &other) return *this;
   pairs_.clear();
   memory_.release();
-  for (const auto& pair : other.pairs_) pairs_.emplace_hint(pairs_.end(), pair);
+  for (const auto& [key, value] : other.pairs_) {
+    requirePair(pairs_, pairs_.emplace_hint(pairs_.end(), key, value), key, value);
+  }
   return *this;
 }
 
 ExtendedProperties::~ExtendedProperties() = default;
 
 void ExtendedProperties::putProperty(const UnicodeString& key, const UnicodeString& value) {
-  pairs_.insert_or_assign(key, value);
+  requirePair(pairs_, pairs_.insert_or_assign(key, value).first, key, value);
 }
 
 const UnicodeString& ExtendedProperties::getProperty(const UnicodeString& key,

@@ -61,8 +61,8 @@ TEST(FailureText, NamesServerArgumentsAndCauses) {
   RESTException failure(StaticDefs::ERR_CONNECT_SERVER, "file", 236);
   failure.getErrorMessage().addArgument(u"h\x1b");
   failure.getErrorMessage().addArgument(1U);
-  failure.addMessage(oss::Message(u"SOCKET_CONNECT", u"refused", oss::Message::ERROR_TEXT));
-  failure.addMessage(oss::Message(StaticDefs::ERR_SERVER_APP, u"", oss::Message::ERROR_TEXT));
+  failure.addMessage(oss::Message(u"SOCKET_CONNECT", u"refused", oss::Message::LEVEL_ERROR));
+  failure.addMessage(oss::Message(StaticDefs::ERR_SERVER_APP, u"", oss::Message::LEVEL_ERROR));
   EXPECT_EQ(
       describe(failure, "status at h:1"),
       "status at h:1: ERR_CONNECT_SERVER [h\\x1b, 1] (file:236); cause: SOCKET_CONNECT: refused");

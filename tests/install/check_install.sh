@@ -52,12 +52,17 @@ grep -rqF "$build" "$work/installed" --include='*.cmake' --include='*.pc' --incl
 mv "$work/installed" "$work/moved"
 use_tree "$work/moved" second
 
+# A host's own macros, with everyday names.
+macros=(-DDEBUG=1 -DERROR=1 -DINFO=1 -DNONE=0 -DTRACE=1 -DWARNING=1)
 headers=0
 while IFS= read -r header; do
   [[ $header != */internal/* ]] || fail "an internal header is installed: $header"
   # shellcheck disable=SC2046
-  "$cxx" -Wall -Wextra -Werror -fsyntax-only -x c++ $(pkg-config --cflags qorcomm) - \
+  "$cxx" -Wall -Wextra -Werror "${macros[@]}" -fsyntax-only -x c++ $(pkg-config --cflags qorcomm) - \
     <<< "#include \"$header\"" || fail "does not compile alone: $header"
+  [[ $header == qorcomm.h || $header == */qorExport.h ]] ||
+    grep -q "\"$header\"" "$work/moved/include/qorcomm/qorcomm.h" ||
+    fail "qorcomm.h does not bring in $header"
   headers=$((headers + 1))
 done < <(cd "$work/moved/include/qorcomm" && find . -name '*.h' | sed 's|^\./||' | sort)
 ((headers >= 20)) || fail "only $headers headers are installed"

@@ -18,6 +18,8 @@
 namespace orvix::torture {
 namespace {
 
+using icu::UnicodeString;
+
 /// While one stands, allocations are the library's: counted, and failed when it is time.
 struct Library {
   Library() { std::swap(depth, Harness::depth); }
@@ -59,6 +61,12 @@ struct Failing {
   bool fromThen = false;
   std::uint64_t second = 0;
 };
+
+/// Borrows its units, so that a copy is not one more owner of them but takes memory.
+UnicodeString lentText() {
+  static constexpr char16_t UNITS[] = u"a text that its owner lends, too long to be kept in place";
+  return UnicodeString(true, UNITS, static_cast<int>(std::size(UNITS) - 1));
+}
 
 /// One client with its peer, an earlier result and the requests to come.
 class Bench {
@@ -106,7 +114,10 @@ class Bench {
       const comm::ClientRequest request = makeRequest(step.kind, std::to_string(i), step.content);
       const Library library;
       try {
+        util::ExtendedProperties properties(request.getProperties());
+        properties.putProperty(UnicodeString("lent", ""), lentText());
         comm::ClientRequest copy(request);
+        copy.buildRequest(request.getRequestType(), properties);
         comm::ClientResponse response;
         outcomes[i] = ask(*client_, copy, response, scenario.streamed);
       } catch (const std::bad_alloc&) {

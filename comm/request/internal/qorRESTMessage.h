@@ -21,7 +21,8 @@ namespace orvix::comm {
 /// record is { nameLength: u32, name, valueLength: u32, value }. All but the content stands here.
 /// Borrows: the request with its properties, and its content, until it is sent.
 /// Throws:  RESTException ERR_CLIENT_INTERNAL for a field, key or content of 2^30 bytes or more,
-///          or a body that a 32-bit length cannot say; NLSException when memory for text runs out.
+///          for a key and fields that take more than that together, or for a body that a 32-bit
+///          length cannot say; NLSException when memory for text runs out.
 class RESTMessage {
  public:
   explicit RESTMessage(ClientRequest& request);

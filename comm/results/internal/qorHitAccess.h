@@ -53,6 +53,9 @@ struct HitAccess {
   }
 
   [[nodiscard]] static bool ownsRawKey(const SearchResult& hit) { return hit.ownsRawKey_; }
+
+  /// From now on `hit` only names its bytes: another owns them.
+  static void disown(const SearchResult& hit) { hit.ownsRawKey_ = false; }
 };
 
 }  // namespace orvix::comm::detail

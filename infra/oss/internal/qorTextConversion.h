@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,19 @@ QORINFRA_EXPORT void requireText(const icu::UnicodeString& built);
 /// Text of a message about a failure. Throws bad_alloc when ICU has no memory for it: a failure must
 /// not be reported without its text.
 QORINFRA_EXPORT icu::UnicodeString messageText(std::string_view utf8);
+
+/// The copy of a text that borrows its units is a clone, and a bogus one when ICU had no memory for
+/// it. Throws bad_alloc for such a copy; that of a text which was bogus itself is an empty text.
+inline void requireCopy(const icu::UnicodeString& copy, const icu::UnicodeString& source) {
+  if (copy.isBogus() && !source.isBogus()) throw std::bad_alloc();
+}
+
+/// A copy of `text`, whatever it borrows. Throws bad_alloc.
+inline icu::UnicodeString copyOf(const icu::UnicodeString& text) {
+  icu::UnicodeString copy(text);
+  requireCopy(copy, text);
+  return copy;
+}
 
 /// `text` as UTF-8.
 inline std::string utf8(const icu::UnicodeString& text) {

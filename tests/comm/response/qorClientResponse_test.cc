@@ -26,7 +26,7 @@ ClientResponse filled() {
   decode(info, hex("00000007"));
   response.setSelectivityInfo(info);
   response.setStatusCode(2);
-  response.setStatusMessage(oss::Message(u"ID", u"other", oss::Message::ERROR_TEXT));
+  response.setStatusMessage(oss::Message(u"ID", u"other", oss::Message::LEVEL_ERROR));
   response.setStatusMessage(u"m");  // the text alone
   response.appendContent(u"con");
   response.appendContent(u"tent");

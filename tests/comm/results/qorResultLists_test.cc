@@ -117,5 +117,25 @@ TEST(SearchResponse, ReleasingABorrowedKeyFreesNothingAndKeepsItsText) {
   EXPECT_EQ(text(borrowed.getKey()), "base64:aw==");
 }
 
+TEST(RawKeys, HaveOneOwnerWhoeverNamesThem) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>("key");
+  comm::SearchResult record;
+  record.setRawKey(bytes, 3);
+  record.setRawKey(bytes, 3);  // frees the first copy
+  comm::SearchResult copy(record);
+  copy.releaseRawKey();
+  EXPECT_EQ(record.getRawKey()[2], 'y');
+  {
+    comm::SearchResponse list;
+    list.append(record);  // takes the bytes over; the record goes on naming them
+    list.append(record);
+    comm::SearchResponse other;
+    other.append(record);
+    record.releaseRawKey();
+    EXPECT_EQ(nameOf(list.getNext()) + nameOf(other.getNext()), "keykey");
+  }
+  EXPECT_EQ(record.getRawKey(), nullptr);
+}
+
 }  // namespace
 }  // namespace orvix::test

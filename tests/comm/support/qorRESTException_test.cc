@@ -20,7 +20,7 @@ TEST(Raise, ComposesIdPlaceArgumentsAndCauseInOrder) {
   const icu::UnicodeString host = u"h\u00f6st";
   const comm::detail::Peer peer{host, 4711};
   oss::BaseException cause(u"CAUSE", nullptr, 0);
-  cause.addMessage(oss::Message(u"UNSEEN", u"", oss::Message::NONE));
+  cause.addMessage(oss::Message(u"UNSEEN", u"", oss::Message::LEVEL_NONE));
   EXPECT_EQ(raisedBy([&] { raiseAt(sites::RECV_WHILE_ACTIVE); }),
             "ERR_INVALID_STATE@qorTamberPerfClient:137");
   EXPECT_EQ(raisedBy([&] { raiseAt(sites::CHUNK_STATUS_SHORT); }),

@@ -14,7 +14,7 @@ namespace {
 using oss::Message;
 
 TEST(Message, CopiesEveryFieldDeeplyAndClearsEveryField) {
-  Message original(u"ID", u"words", Message::ERROR_TEXT);
+  Message original(u"ID", u"words", Message::LEVEL_ERROR);
   original.setFileName("qorFile");
   original.setLineNumber(4294967295U);
   original.addArgument(u"h\u00f6st");
@@ -34,10 +34,10 @@ TEST(Message, CopiesEveryFieldDeeplyAndClearsEveryField) {
 }
 
 TEST(MessageList, JoinsInOrderEvenWithItself) {
-  oss::MessageList list(Message(u"1", u"", Message::NONE));
+  oss::MessageList list(Message(u"1", u"", Message::LEVEL_NONE));
   oss::MessageList other;
   EXPECT_TRUE(other.isEmpty());
-  other.addMessage(Message(u"2", u"", Message::NONE));
+  other.addMessage(Message(u"2", u"", Message::LEVEL_NONE));
   list.join(other);
   list.join(list);
   list.addMessage(list.getFirstMessage());
@@ -50,7 +50,7 @@ TEST(BaseException, SaysEverythingOfItsFirstMessageInOneLine) {
   oss::BaseException error(u"ERR_X", "qorFile", 42);
   error.getErrorMessage().setMessageText(u"broke\r\nbadly");
   error.getErrorMessage().addArgument(u"h\u00f6st\n");
-  error.addMessage(Message(u"SECOND", u"", Message::NONE));
+  error.addMessage(Message(u"SECOND", u"", Message::LEVEL_NONE));
   const std::string line = error.what();
   for (const char* part : {"ERR_X", "broke", "badly", "h\xc3\xb6st", "qorFile", "42"}) {
     EXPECT_NE(line.find(part), std::string::npos) << part << " not in: " << line;
@@ -63,7 +63,7 @@ TEST(BaseException, WithoutAMessageStillSaysSomethingAndGetsAnEmptyOneFirst) {
   oss::BaseException error;
   EXPECT_STRNE(error.what(), "");
   error.getErrorMessage().addArgument(7U);
-  error.addMessage(Message(u"LATER", u"", Message::NONE));
+  error.addMessage(Message(u"LATER", u"", Message::LEVEL_NONE));
   EXPECT_EQ(error.getMessages().size(), 2U);
   EXPECT_EQ(inOneLine(error.getErrorMessage()), "[7]");
 }

@@ -16,12 +16,23 @@
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
 
 #include "infra/oss/qorSocketException.h"
 #include "tests/support/qorBytes.h"
+
+namespace {
+bool ownEndIsPeer = false;  // as when the kernel gives a connection the port that it goes to
+}
+
+/// In place of the C library's, for the library under test as well.
+extern "C" int getsockname(int descriptor, sockaddr* address, socklen_t* size) noexcept {
+  const long call = ownEndIsPeer ? SYS_getpeername : SYS_getsockname;
+  return static_cast<int>(::syscall(call, descriptor, address, size));
+}
 
 namespace orvix::test {
 namespace {
@@ -103,6 +114,18 @@ class SocketTest : public testing::Test {
   Descriptor peer;
   unsigned int port = 0;
 };
+
+TEST_F(SocketTest, ConnectionToItselfIsRefused) {
+  Socket socket;
+  ownEndIsPeer = true;
+  try {
+    connect(socket);
+    ADD_FAILURE() << "a socket read back what it wrote";
+  } catch (SocketException& e) {
+    EXPECT_EQ(e.getErrorMessage().getMessageText(), u"Connection refused");
+  }
+  ownEndIsPeer = false;
+}
 
 TEST_F(SocketTest, CopiesShareTheConnectionAndTheLastOwnerClosesIt) {
   Socket first;

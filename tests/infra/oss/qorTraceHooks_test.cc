@@ -29,10 +29,10 @@ TEST(TraceHooks, RunUnderTheirFlagsAndWhereThereIsOneButNotOnTheWayOutByAnExcept
   };
   installTraceHooks(&hooks);
   const std::pair<std::uint32_t, const char*> cases[] = {{0, ""},
-                                                         {TraceHooks::DIAGNOSTIC, "d7D7"},
-                                                         {TraceHooks::TRACE, "t7T7"},
-                                                         {TraceHooks::FLIGHT_RECORD, "f7ab"},
-                                                         {TraceHooks::TRACE_DETAIL, "t7T7"},
+                                                         {TraceHooks::DIAGNOSTIC_BIT, "d7D7"},
+                                                         {TraceHooks::TRACE_BIT, "t7T7"},
+                                                         {TraceHooks::FLIGHT_RECORD_BIT, "f7ab"},
+                                                         {TraceHooks::TRACE_DETAIL_BIT, "t7T7"},
                                                          {15, "d7t7f7abT7D7"}};
   for (const auto& [flags, expected] : cases) {
     hooks.flags = flags;
