@@ -26,6 +26,7 @@ class AccessSet {
 
   [[nodiscard]] constexpr bool empty() const noexcept { return bits_ == 0; }
   [[nodiscard]] constexpr bool has(Class wanted) const noexcept { return (bits_ & wanted) != 0; }
+  [[nodiscard]] bool operator==(const AccessSet&) const = default;
   constexpr void add(AccessSet other) noexcept { bits_ |= other.bits_; }
 
  private:
@@ -54,6 +55,9 @@ class Tokens {
   /// of a token was right, and whichever line it was.
   [[nodiscard]] AccessSet accessOf(std::string_view token) const noexcept;
 
+  [[nodiscard]] std::size_t count() const noexcept { return entries_.size(); }
+  [[nodiscard]] bool operator==(const Tokens&) const = default;
+
   /// A line for the file. The salt is new each time.
   [[nodiscard]] static std::string lineFor(std::string_view token, const std::string& classes);
   /// A token that nobody can guess.
@@ -64,6 +68,8 @@ class Tokens {
     AccessSet access;
     std::array<unsigned char, SALT_SIZE> salt{};
     std::array<unsigned char, HASH_SIZE> hash{};
+
+    [[nodiscard]] bool operator==(const Entry&) const = default;
   };
 
   [[nodiscard]] static Entry entryOf(const std::string& line, const std::string& where);

@@ -12,6 +12,7 @@
 
 #include "server/qorDocumentTerm.h"
 #include "server/qorIndexer.h"
+#include "server/qorLog.h"
 #include "server/qorRefusal.h"
 #include "server/qorSync.h"
 
@@ -22,6 +23,13 @@ namespace {
 constexpr const char* CONFIG_KEY = "config";
 constexpr const char* FIELDS_KEY = "fields";
 constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
+
+void logBatch(const std::string& collection, const Outcomes::Settled& batch) {
+  if (!batch.first) return;
+  logFault(
+      LogLevel::WARNING, "batch_with_rejects", *batch.first,
+      {{"collection", collection}, {"documents", batch.documents}, {"rejected", batch.rejected}});
+}
 
 }  // namespace
 
@@ -91,7 +99,7 @@ void Collection::commit() {
     pendingBytes_ = 0;
     lastError_.reset();
   }
-  outcomes_.settle(std::time(nullptr));
+  logBatch(name_, outcomes_.settle(std::time(nullptr)));
   report();
 }
 
@@ -147,7 +155,8 @@ void Collection::abandon() {
   lastError_ = fault;
   lastLoss_ = fault;
   ++losses_;
-  outcomes_.failUnsettled(fault, std::time(nullptr));
+  logFault(LogLevel::ERROR, "write_failed", fault, {{"collection", name_}});
+  logBatch(name_, outcomes_.failUnsettled(fault, std::time(nullptr)));
   pending_ = 0;
   pendingBytes_ = 0;
   report();

@@ -55,9 +55,15 @@ class Walk {
     }
   }
 
+  /// Tables come in the order of their names; people read files from top to bottom.
+  void tellFaults() {
+    std::sort(faults_.begin(), faults_.end());
+    for (auto& fault : faults_) reading_.faults.push_back(std::move(fault.second));
+  }
+
  private:
   void fault(const toml::source_region& region, const std::string& what) {
-    reading_.faults.push_back(placeOf(file_, region) + ": " + what);
+    faults_.emplace_back(region.begin, placeOf(file_, region) + ": " + what);
   }
 
   template <class Settings, std::size_t COUNT>
@@ -136,7 +142,8 @@ class Walk {
     if (list == nullptr || list->size() > most) return false;
     for (const toml::node& each : *list) {
       if (!each.is_table()) return false;
-      filter(*each.as_table(), name + "[" + std::to_string(out.size()) + "]", out.emplace_back());
+      const std::string place = name + "[" + std::to_string(out.size()) + "]";
+      filter(*each.as_table(), place, out.emplace_back());
     }
     return true;
   }
@@ -153,6 +160,7 @@ class Walk {
 
   const std::string& file_;
   ConfigReading& reading_;
+  std::vector<std::pair<toml::source_position, std::string>> faults_;
 };
 
 }  // namespace
@@ -161,8 +169,11 @@ ConfigReading parseConfig(std::string_view text, const std::string& file) {
   ConfigReading reading;
   try {
     const toml::table root = toml::parse(text, file);
-    Walk(file, reading).table(root, SERVER_KEYS, "", "", reading.config);
+    Walk walk(file, reading);
+    walk.table(root, SERVER_KEYS, "", "", reading.config);
+    walk.tellFaults();
   } catch (const toml::parse_error& error) {
+    reading.understood = false;
     reading.faults.push_back(placeOf(file, error.source()) + ": " +
                              std::string(error.description()) +
                              "; correct it, what follows was not read");
@@ -177,13 +188,13 @@ ConfigReading readConfig(const std::filesystem::path& file) {
   std::string text(MAX_FILE + 1, '\0');
   stream.read(text.data(), static_cast<std::streamsize>(text.size()));
   text.resize(static_cast<std::size_t>(std::max<std::streamsize>(stream.gcount(), 0)));
-  if (!stream.eof() || stream.bad()) {
-    const bool tooLong = text.size() > MAX_FILE;
-    reading.faults.push_back(name + (tooLong ? ": the file has more than 1 MiB"
-                                             : ": the file cannot be read; give one that can"));
-    return reading;
-  }
-  return parseConfig(text, name);
+  if (stream.eof() && !stream.bad()) return parseConfig(text, name);
+  reading.understood = false;
+  reading.faults.push_back(name + (text.size() > MAX_FILE
+                                       ? ": the file has more than 1 MiB; is it the right one?"
+                                       : ": the file cannot be read; see that it is there, is no "
+                                         "folder, and may be read by this user"));
+  return reading;
 }
 
 }  // namespace orvix::server

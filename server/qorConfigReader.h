@@ -15,7 +15,8 @@ namespace orvix::server {
 struct ConfigReading {
   ServerConfig config;  ///< with the defaults where the file says nothing, or something faulty
   ConfigPlaces places;
-  std::vector<std::string> faults;  ///< "FILE:LINE:COLUMN: what, and what to do"
+  std::vector<std::string> faults;  ///< "FILE:LINE:COLUMN: what, and what to do", in that order
+  bool understood = true;  ///< false: the file could not be read to its end; see its one fault
 };
 
 /// A file that cannot be read is one fault.

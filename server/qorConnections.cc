@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "server/qorLog.h"
 #include "server/qorSession.h"
 
 namespace orvix::server {
@@ -22,8 +23,22 @@ Connections::Connections(asio::io_context& loop, Dispatcher& dispatcher, Writer&
   asio::co_spawn(loop_, watch(), asio::detached);
 }
 
+std::string peerOf(const asio::ip::tcp::socket& socket) {
+  std::error_code error;
+  const auto peer = socket.remote_endpoint(error);
+  if (error) return "unknown";
+  return asio::ip::tcp::endpoint(peer).address().to_string() + ":" + std::to_string(peer.port());
+}
+
 void Connections::add(asio::ip::tcp::socket socket) {
-  if (draining_ || sessions_.size() >= limits_.connections) return;  // closes it
+  if (draining_) return;  // closes it
+  if (sessions_.size() >= limits_.connections) {
+    log(LogLevel::WARNING, "connection_refused",
+        {{"text", "there are as many connections as max_connections allows"},
+         {"peer", peerOf(socket)},
+         {"connections", sessions_.size()}});
+    return;
+  }
   const auto session = std::make_shared<Session>(std::move(socket), *this);
   sessions_.insert(session);
   asio::co_spawn(loop_, session->serve(), asio::detached);

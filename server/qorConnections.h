@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <unordered_set>
 
 #include "server/qorDispatcher.h"
@@ -27,6 +28,9 @@ struct Limits {
   std::size_t unfinishedInAll = 1024U << 20U;  ///< bytes of bodies that are still coming in
   std::chrono::seconds farewell{10};           ///< for requests under way when the server ends
 };
+
+/// For the log; "unknown" when it has left.
+[[nodiscard]] std::string peerOf(const asio::ip::tcp::socket& socket);
 
 /// Threads: all of it on the io_context's one thread.
 class Connections {

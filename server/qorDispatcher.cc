@@ -10,7 +10,6 @@
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "infra/bytes/internal/qorByteReader.h"
-#include "server/qorLog.h"
 #include "server/qorQueryLimits.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorServerWords.h"
@@ -81,12 +80,14 @@ bool isTerminator(const Frame& request) noexcept {
 Reply errorReply(const Fault& fault) {
   Reply reply;
   putError(reply.bytes, fault);
+  reply.fault = fault;
   return reply;
 }
 
 Reply unauthorised(bool answered) {
   Reply reply;
   if (answered) putStatus(reply.bytes, wire::INVALID_AUTH);
+  reply.fault = Fault{MessageId::ACCESS_DENIED, "The request carries no token that is known here"};
   reply.close = true;
   return reply;
 }
@@ -182,7 +183,9 @@ Reply Dispatcher::begin(const Frame& given) {
     reply = errorReply(*fault);
   } else if (given.admission == Admission::ADMITTED) {
     rejectUnanswered(context_, given, *fault);
+    reply.fault = fault;
   } else {
+    reply.fault = fault;
     reply.close =
         true;  // nobody may leave outcomes without the right to; the close is the only sign
   }
@@ -213,8 +216,9 @@ Reply Dispatcher::run(std::uint32_t kind, const Frame& request) {
   } catch (...) {
     const Fault fault = currentFault("The request " + inQuotes(action) + " failed");
     if (!comm::detail::isUnanswered(kind)) return errorReply(fault);
-    logLine(fault.text);
-    return {};
+    Reply reply;
+    reply.fault = fault;
+    return reply;
   }
 }
 

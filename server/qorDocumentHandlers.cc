@@ -51,7 +51,8 @@ void forgetOutcomes(ServerContext& context, const std::string& name, std::uint64
   try {
     context.store.open(name).outcomes().fetched(upTo);
   } catch (...) {
-    logLine(currentFault("Forgetting fetched outcomes failed").text);
+    logFault(LogLevel::ERROR, "outcomes_not_forgotten",
+             currentFault("Forgetting fetched outcomes failed"), {{"collection", name}});
   }
 }
 
@@ -94,7 +95,8 @@ void rejectUnanswered(ServerContext& context, const Frame& request, const Fault&
     collectionOf(context, request).outcomes().rejected(std::string(key), fault);
   } catch (...) {
     // Without its collection the document has no place where anybody would look for its outcome.
-    logLine("A document was refused: " + fault.text);
+    logFault(LogLevel::WARNING, "document_refused", fault,
+             {{"collection", collectionNameOf(request)}});
   }
 }
 

@@ -46,11 +46,19 @@ void Outcomes::dropOld(std::time_t now) {
   while (settled_ > 0 && kept_.front().settledAt + KEPT_SECONDS < now) dropFront();
 }
 
-void Outcomes::settle(std::time_t now) {
+Outcomes::Settled Outcomes::settle(std::time_t now) {
   dropOld(now);
-  for (std::size_t i = settled_; i < kept_.size(); ++i) kept_[i].settledAt = now;
+  Settled batch;
+  for (std::size_t i = settled_; i < kept_.size(); ++i) {
+    kept_[i].settledAt = now;
+    ++batch.documents;
+    if (!kept_[i].fault) continue;
+    ++batch.rejected;
+    if (!batch.first) batch.first = kept_[i].fault;
+  }
   settled_ = kept_.size();
   if (stored_ != settled_) store();
+  return batch;
 }
 
 void Outcomes::store() {
@@ -62,15 +70,16 @@ void Outcomes::store() {
     }
     stored_ = kept_.size();
   } catch (...) {
-    logLine(currentFault("Storing outcomes failed, they are kept in memory").text);
+    logFault(LogLevel::ERROR, "outcomes_not_stored",
+             currentFault("Storing outcomes failed, they are kept in memory"));
   }
 }
 
-void Outcomes::failUnsettled(const Fault& fault, std::time_t now) {
+Outcomes::Settled Outcomes::failUnsettled(const Fault& fault, std::time_t now) {
   for (std::size_t i = settled_; i < kept_.size(); ++i) {
     if (!kept_[i].fault) kept_[i].fault = fault;
   }
-  settle(now);
+  return settle(now);
 }
 
 std::deque<Outcome> Outcomes::told(std::time_t now) {
@@ -88,7 +97,8 @@ void Outcomes::fetched(std::uint64_t upTo) {
       file_.spend(upTo);
     }
   } catch (...) {
-    logLine(currentFault("Noting fetched outcomes failed, a restart may tell them again").text);
+    logFault(LogLevel::ERROR, "outcomes_not_forgotten",
+             currentFault("Noting fetched outcomes failed, a restart may tell them again"));
   }
 }
 

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "server/qorOutcomeFile.h"
@@ -31,10 +32,16 @@ class Outcomes {
   void indexed(std::string key) { push(std::move(key), std::nullopt); }
   void rejected(std::string key, Fault fault) { push(std::move(key), std::move(fault)); }
 
+  struct Settled {
+    std::uint64_t documents = 0;
+    std::uint64_t rejected = 0;
+    std::optional<Fault> first;  ///< why the first of those was rejected
+  };
+
   /// The batch is on disk: its outcomes stand and follow it there.
-  void settle(std::time_t now);
+  Settled settle(std::time_t now);
   /// The batch was lost: its provisional successes become rejections.
-  void failUnsettled(const Fault& fault, std::time_t now);
+  Settled failUnsettled(const Fault& fault, std::time_t now);
 
   /// All that stand and are young enough.
   [[nodiscard]] std::deque<Outcome> told(std::time_t now);

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "server/qorRefusal.h"
+
 namespace orvix::server {
 
 /// The rest of a long reply, made piece by piece as the connection takes it.
@@ -37,6 +39,7 @@ struct Reply {
   std::unique_ptr<ReplyStream> more;  ///< null when `bytes` is all
   std::optional<CommitTicket> ticket;
   std::function<void()> received;  ///< if set: call it once the peer is known to have got the reply
+  std::optional<Fault> fault;      ///< if set: why it is not what was asked for, for the log
   bool close = false;              ///< close the connection afterwards
   bool stop = false;               ///< end the server afterwards
 };

@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-// The program: options, the data directory, the threads, signals. Standard output carries one line,
-// where it listens; everything else goes to standard error.
-#include <CLI/CLI.hpp>
+// The program: the data directory, the threads, signals. Standard output carries one line, where it
+// listens; everything else goes to standard error.
 #include <algorithm>
 #include <asio.hpp>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <vector>
 
 #include "server/qorAccess.h"
 #include "server/qorBackup.h"
 #include "server/qorCollectionStore.h"
+#include "server/qorConfigKeys.h"
 #include "server/qorConnections.h"
 #include "server/qorDataDirectory.h"
 #include "server/qorDispatcher.h"
@@ -22,6 +26,7 @@
 #include "server/qorLog.h"
 #include "server/qorReaders.h"
 #include "server/qorRefusal.h"
+#include "server/qorServerOptions.h"
 #include "server/qorServerVersion.h"
 #include "server/qorWriter.h"
 
@@ -29,67 +34,25 @@ namespace orvix::server {
 
 namespace {
 
-constexpr unsigned SEARCH_THREADS = 2;
 /// Descriptors that connections must leave to the engine's files.
 constexpr std::size_t RESERVED_DESCRIPTORS = 1024;
 
-struct Options {
-  std::string data;
-  std::string listen = "127.0.0.1:8715";
-  std::string tokenFile;
-  Limits limits;
-  unsigned idleSeconds = 600;
-  bool readOnly = false;
-  // qorserver token
-  std::string access = "all";
-  bool tokenFromInput = false;
-};
-
-void addOptions(CLI::App& app, Options& options) {
-  app.add_option("--data", options.data, "Folder of the collections and backups; made if missing");
-  app.add_option("--listen", options.listen, "HOST:PORT to listen on; port 0 takes a free one")
-      ->capture_default_str();
-  app.add_option(
-      "--token-file", options.tokenFile,
-      "File with lines that \"qorserver token\" makes; requests must carry such a token");
-  app.add_option("--idle-timeout", options.idleSeconds,
-                 "Seconds after which a silent connection is closed; 0: never")
-      ->capture_default_str();
-  app.add_option("--max-connections", options.limits.connections,
-                 "Connections at one time; more are closed at once")
-      ->capture_default_str();
-  app.add_flag("--read-only", options.readOnly, "Refuse every request that changes data");
-  app.set_version_flag("--version", versionText());
-  CLI::App* token = app.add_subcommand("token", "Make a line for the token file and end");
-  token
-      ->add_option("--access", options.access,
-                   "admin, update, select, monitor, with commas; or all")
-      ->capture_default_str();
-  token->add_flag("--stdin", options.tokenFromInput,
-                  "Take the token from the first line of standard input instead of a fresh one");
-}
-
 /// The line for the file goes to standard output, a fresh token, this once, to standard error.
-void makeToken(const Options& options) {
+void makeToken(const CommandLine& line) {
   std::string token;
-  if (options.tokenFromInput) {
+  if (line.tokenFromInput()) {
     std::getline(std::cin, token);
     if (token.empty()) refuse(MessageId::ACCESS_INVALID, "There is no token on standard input");
   } else {
     token = Tokens::freshToken();
   }
-  const std::string line = Tokens::lineFor(token, options.access);
-  if (!options.tokenFromInput) std::cerr << "token: " << token << std::endl;
-  std::cout << line << std::endl;
+  const std::string row = Tokens::lineFor(token, line.access());
+  if (!line.tokenFromInput()) std::cerr << "token: " << token << std::endl;
+  std::cout << row << std::endl;
 }
 
-Tokens tokensOf(const Options& options, const ListenAddress& address) {
-  if (!options.tokenFile.empty()) return Tokens(std::filesystem::path(options.tokenFile));
-  if (!address.host.is_loopback()) {
-    refuse(MessageId::REQUEST_MALFORMED,
-           "Listening on " + options.listen + " needs --token-file, for others can reach it");
-  }
-  return {};
+Tokens tokensOf(const ServerConfig& config) {
+  return config.tokenFile.empty() ? Tokens() : Tokens(std::filesystem::path(config.tokenFile));
 }
 
 /// A file that may not grow and a reader that has left are errors of the call at hand.
@@ -109,7 +72,15 @@ void raiseDescriptorLimit(Limits& limits) {
   limits.connections = std::min(limits.connections, most - reserved);
 }
 
-/// SIGTERM and SIGINT end the server gently, SIGHUP reads the token file again.
+Limits limitsOf(const ServerConfig& config) {
+  Limits limits;
+  limits.connections = config.maxConnections;
+  limits.idle = std::chrono::seconds(config.idleSeconds);
+  raiseDescriptorLimit(limits);
+  return limits;
+}
+
+/// SIGTERM and SIGINT end the server gently, SIGHUP makes it read its files again.
 class Signals {
  public:
   Signals(asio::io_context& loop, std::function<void()> end, std::function<void()> reload)
@@ -124,6 +95,7 @@ class Signals {
       if (number == SIGHUP) {
         reload_();
       } else {
+        log(LogLevel::INFO, "ending", {{"text", number == SIGTERM ? "SIGTERM" : "SIGINT"}});
         end_();
       }
       await();
@@ -135,51 +107,159 @@ class Signals {
   std::function<void()> reload_;
 };
 
-/// A file that is not right leaves the tokens as they were.
-void reloadTokens(const Options& options, Tokens& tokens) {
-  if (options.tokenFile.empty()) return;
-  try {
-    tokens = Tokens(std::filesystem::path(options.tokenFile));
-    logLine("The token file was read again");
-  } catch (...) {
-    logLine(currentFault("Reading the token file again failed").text);
+/// Tells every second how many lines the log left out.
+asio::awaitable<void> watchLog(asio::io_context& loop) {
+  asio::steady_timer timer(loop);
+  for (;;) {
+    timer.expires_after(std::chrono::seconds(1));
+    co_await timer.async_wait(asio::use_awaitable);
+    tellLeftOut();
   }
 }
 
-void run(Options options) {
-  if (options.data.empty())
-    refuse(MessageId::STORAGE_FAILED, "Give --data, the folder to store in");
+std::string listOf(const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ",") + name;
+  return list;
+}
+
+/// Whatever is wrong with the files leaves everything as it was.
+class Reload {
+ public:
+  /// Borrows all, for its whole life.
+  Reload(const CommandLine& line, const ServerConfig& config, Tokens& tokens)
+      : line_(line), config_(config), tokens_(tokens) {}
+
+  void operator()() {
+    try {
+      const Settings now = line_.settings();
+      for (const std::string& fault : now.faults) {
+        log(LogLevel::ERROR, "reload_refused", {{"text", fault}});
+      }
+      if (now.faults.empty()) apply(now.config);
+    } catch (...) {
+      logFault(LogLevel::ERROR, "reload_refused",
+               currentFault("Reading the settings again failed"));
+    }
+  }
+
+ private:
+  /// Whether there are tokens at all is settled at start, and so is where they lie: a slip in the
+  /// file must not open the server to everybody.
+  void apply(const ServerConfig& now) {
+    Tokens tokens = tokensOf(config_);
+    const bool sameTokens = tokens == tokens_;
+    const LogLevel before = logLevel();
+    tokens_ = std::move(tokens);
+    setLogLevel(now.logLevel);
+    log(LogLevel::INFO, "reloaded",
+        {{"tokens", tokens_.count()},
+         {"tokens_changed", sameTokens ? "no" : "yes"},
+         {"log_level", nameOf(now.logLevel)},
+         {"log_level_before", nameOf(before)}});
+    std::vector<std::string> waiting = changedKeys(config_, now);
+    std::erase(waiting, "log.level");
+    if (waiting.empty()) return;
+    log(LogLevel::WARNING, "restart_needed", {{"settings", listOf(waiting)}});
+  }
+
+  const CommandLine& line_;
+  const ServerConfig& config_;
+  Tokens& tokens_;
+};
+
+void logStart(const ServerConfig& config, const Limits& limits, const Tokens& tokens) {
+  log(LogLevel::INFO, "starting",
+      {{"version", versionText()},
+       {"data", config.data},
+       {"listen", config.listen},
+       {"tokens", tokens.count()},
+       {"read_only", config.readOnly ? "yes" : "no"},
+       {"idle_timeout", config.idleSeconds},
+       {"max_connections", limits.connections},
+       {"search_threads", config.searchThreads},
+       {"log_level", nameOf(config.logLevel)},
+       {"backup_roots", listOf(config.backupRoots)},
+       {"metrics_listen", config.metricsListen},
+       {"filters", config.filters.size()}});
+}
+
+std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
+  std::ostringstream text;
+  text << endpoint;
+  return text.str();
+}
+
+void run(const CommandLine& line, const ServerConfig& config) {
+  setLogLevel(config.logLevel);
   ignoreDeadlySignals();
   ::umask(077);
-  raiseDescriptorLimit(options.limits);
-  options.limits.idle = std::chrono::seconds(options.idleSeconds);
-  const ListenAddress address = listenAddressOf(options.listen);
-  Tokens tokens = tokensOf(options, address);
-  DataDirectory directory(options.data);
+  const Limits limits = limitsOf(config);
+  Tokens tokens = tokensOf(config);
+  logStart(config, limits, tokens);
+  DataDirectory directory(config.data);
   CollectionStore store(directory);
   Backups backups(directory, store);
   Readers readers(store, directory.board());
   ServerContext context{store, backups, readers};
-  Dispatcher dispatcher(context, tokens, options.readOnly);
+  Dispatcher dispatcher(context, tokens, config.readOnly);
   asio::io_context loop(1);
   Writer writer(dispatcher, directory.board(), loop);
-  asio::thread_pool pool(SEARCH_THREADS);
-  Connections connections(loop, dispatcher, writer, pool, options.limits);
-  Listener listener(loop, address, connections);
+  asio::thread_pool pool(config.searchThreads);
+  Connections connections(loop, dispatcher, writer, pool, limits);
+  Listener listener(loop, listenAddressOf(config.listen), connections);
   const Signals signals(
       loop,
       [&] {
         listener.stop();
         connections.drain();
       },
-      [&] { reloadTokens(options, tokens); });
+      Reload(line, config, tokens));
+  asio::co_spawn(loop, watchLog(loop), asio::detached);
   writer.start();
   listener.start();
+  log(LogLevel::INFO, "listening", {{"address", textOf(listener.endpoint())}});
   std::cout << "listening on " << listener.endpoint() << std::endl;
   loop.run();
   pool.join();
   writer.finish();
   store.closeAll();
+  tellLeftOut();
+  log(LogLevel::INFO, "ended");
+}
+
+int checkConfig(const Settings& settings) {
+  for (const std::string& fault : settings.faults) printLine(fault);
+  if (!settings.faults.empty()) return EXIT_FAILURE;
+  std::cout << "ok" << std::endl;
+  return EXIT_SUCCESS;
+}
+
+int serve(const CommandLine& line) {
+  const Settings settings = line.settings();
+  if (!settings.faults.empty()) return checkConfig(settings);
+  try {
+    run(line, settings.config);
+    return EXIT_SUCCESS;
+  } catch (...) {
+    const std::string& data = settings.config.data;
+    logFault(LogLevel::ERROR, "failed",
+             currentFault("Serving " + data + " on " + settings.config.listen));
+    return EXIT_FAILURE;
+  }
+}
+
+int perform(const CommandLine& line) {
+  switch (line.task()) {
+    case Task::SERVE:
+      return serve(line);
+    case Task::CHECK_CONFIG:
+      return checkConfig(line.settings());
+    case Task::MAKE_TOKEN:
+      makeToken(line);
+      return EXIT_SUCCESS;
+  }
+  return EXIT_FAILURE;
 }
 
 }  // namespace
@@ -187,22 +267,11 @@ void run(Options options) {
 }  // namespace orvix::server
 
 int main(int argc, char** argv) {
-  CLI::App app{"A full-text search server", "qorserver"};
-  orvix::server::Options options;
-  orvix::server::addOptions(app, options);
-  CLI11_PARSE(app, argc, argv);
-  const bool makingToken = app.got_subcommand("token");
+  const orvix::server::CommandLine line(argc, argv);
   try {
-    if (makingToken) {
-      orvix::server::makeToken(options);
-    } else {
-      orvix::server::run(options);
-    }
-    return 0;
+    return orvix::server::perform(line);
   } catch (...) {
-    const std::string what =
-        makingToken ? "Making a token" : "Serving " + options.data + " on " + options.listen;
-    orvix::server::logLine(orvix::server::currentFault(what).text);
-    return 1;
+    orvix::server::printLine(orvix::server::currentFault("Doing so failed").text);
+    return EXIT_FAILURE;
   }
 }

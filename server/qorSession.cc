@@ -8,6 +8,7 @@
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "server/qorLog.h"
 #include "server/qorRefusal.h"
+#include "server/qorRequestLog.h"
 
 namespace orvix::server {
 
@@ -43,7 +44,8 @@ asio::awaitable<void> Session::serve() {
     // The peer closed the connection, which it does having read everything, or broke it.
     if (error.code() == asio::error::eof) confirmReceipt();
   } catch (...) {
-    logLine(currentFault("A connection ended").text);
+    logFault(LogLevel::ERROR, "connection_failed", currentFault("A connection ended"),
+             {{"peer", peerOf(socket_)}});
   }
   deadline_ = Clock::time_point::max();
   accountForBody(0);
@@ -56,7 +58,8 @@ asio::awaitable<void> Session::serveFrames() {
   while (open && !closeAfterQueued_) {
     auto frame = frames_.next();
     if (!accountForBody(frames_.keptOfBody())) {
-      logLine("A connection is closed: too many documents are being sent at once");
+      log(LogLevel::WARNING, "connection_closed",
+          {{"text", "too many documents are being sent at once"}, {"peer", peerOf(socket_)}});
       open = false;
     } else if (frame) {
       headerDeadline_.reset();
@@ -109,6 +112,7 @@ void Session::confirmReceipt() {
 asio::awaitable<bool> Session::answer(Frame frame) {
   deadline_ = Clock::time_point::max();
   confirmReceipt();
+  const RequestRecord record(frame);
   const Lane lane = all_.dispatcher().laneOf(frame);
   if (lane == Lane::WRITER && isNeverAnswered(frame)) {
     co_await queue(std::move(frame));
@@ -123,6 +127,7 @@ asio::awaitable<bool> Session::answer(Frame frame) {
   } else {
     reply = co_await onWriter(std::move(frame));
   }
+  if (record.isLogged(reply)) record.log(reply, peerOf(socket_));
   const bool close = reply.close;
   const bool stop = reply.stop;
   co_await write(reply, lane == Lane::LONG);
@@ -138,7 +143,10 @@ asio::awaitable<void> Session::queue(Frame frame) {
   const std::size_t size = frame.size();
   queuedBytes_ += size;
   ++queuedDocuments_;
-  all_.writer().post(std::move(frame), [self = shared_from_this(), size](const Reply& reply) {
+  RequestRecord record(frame);
+  all_.writer().post(std::move(frame), [self = shared_from_this(), size,
+                                        asked = std::move(record)](const Reply& reply) {
+    if (asked.isLogged(reply)) asked.log(reply, peerOf(self->socket_));
     self->queuedBytes_ -= size;
     --self->queuedDocuments_;
     if (reply.close) self->closeAfterQueue();
@@ -233,6 +241,13 @@ asio::awaitable<void> Session::closeGently() {
 
 void Session::endIfLate(Clock::time_point now) {
   if (now < deadline_) return;
+  if (headerDeadline_) {
+    log(LogLevel::WARNING, "connection_closed",
+        {{"text", "the header of a request took too long"}, {"peer", peerOf(socket_)}});
+  } else {
+    log(LogLevel::DEBUG, "connection_closed",
+        {{"text", "nothing moved for too long"}, {"peer", peerOf(socket_)}});
+  }
   std::error_code ignored;
   socket_.close(ignored);
 }

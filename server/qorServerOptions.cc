@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+// Options are made of the table of keys, so that file and command line cannot drift apart.
+#include "server/qorServerOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+
+#include "server/qorConfigKeys.h"
+#include "server/qorConfigReader.h"
+#include "server/qorServerVersion.h"
+
+namespace orvix::server {
+
+namespace {
+
+constexpr int EXIT_USAGE = 2;
+
+CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, std::string& value) {
+  CLI::Option* option = app.add_option(key.option, value, std::string(key.says));
+  return value.empty() ? option : option->capture_default_str();
+}
+
+CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, bool& value) {
+  return app.add_flag(key.option, value, std::string(key.says));
+}
+
+CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, std::uint32_t& value) {
+  return app.add_option(key.option, value, std::string(key.says))
+      ->check(CLI::Range(key.least, key.most))
+      ->capture_default_str();
+}
+
+CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, LogLevel& value) {
+  const std::vector<std::string> names(LOG_LEVEL_NAMES.begin(), LOG_LEVEL_NAMES.end());
+  return app
+      .add_option_function<std::string>(
+          key.option, [&value](const std::string& name) { value = *logLevelOf(name); },
+          std::string(key.says))
+      ->check(CLI::IsMember(names));
+}
+
+/// Lists are for the file only.
+template <class List>
+CLI::Option* add(CLI::App&, const ConfigKey<ServerConfig>&, std::vector<List>&) {
+  return nullptr;
+}
+
+/// A value of the command line is refused for itself, one of the file at its place: a second word
+/// about the same place would only confuse.
+void addNew(std::vector<std::string>& faults, const std::vector<std::string>& more) {
+  const std::vector<std::string> known = faults;
+  for (const std::string& fault : more) {
+    const std::string place = fault.substr(0, fault.find(": ") + 2);
+    const bool told = std::any_of(known.begin(), known.end(), [&place](const std::string& each) {
+      return each.starts_with(place);
+    });
+    if (!told) faults.push_back(fault);
+  }
+}
+
+}  // namespace
+
+CommandLine::CommandLine(int argc, char** argv) {
+  CLI::App app{"A full-text search server", "qorserver"};
+  app.add_option("--config", file_, "File with settings; those of the command line win over it");
+  bool checkOnly = false;
+  app.add_flag("--check-config", checkOnly,
+               "Read and check all settings, say \"ok\" or what is wrong, and end");
+  std::vector<std::pair<std::size_t, CLI::Option*>> options;
+  for (std::size_t row = 0; row < SERVER_KEYS.size(); ++row) {
+    const ConfigKey<ServerConfig>& key = SERVER_KEYS.at(row);
+    if (*key.option == '\0') continue;
+    options.emplace_back(
+        row, std::visit([&](auto slot) { return add(app, key, given_.*slot); }, key.slot));
+  }
+  app.set_version_flag("--version", versionText());
+  CLI::App* token = app.add_subcommand("token", "Make a line for the token file and end");
+  token->add_option("--access", access_, "admin, update, select, monitor, with commas; or all")
+      ->capture_default_str();
+  token->add_flag("--stdin", tokenFromInput_,
+                  "Take the token from the first line of standard input instead of a fresh one");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_USAGE);
+  }
+  for (const auto& [row, option] : options) {
+    if (option->count() != 0) rows_.push_back(row);
+  }
+  if (checkOnly) task_ = Task::CHECK_CONFIG;
+  if (app.got_subcommand(token)) task_ = Task::MAKE_TOKEN;
+}
+
+Settings CommandLine::settings() const {
+  ConfigReading reading;
+  if (!file_.empty()) reading = readConfig(file_);
+  for (const std::size_t row : rows_) {
+    const ConfigKey<ServerConfig>& key = SERVER_KEYS.at(row);
+    std::visit([&](auto slot) { reading.config.*slot = given_.*slot; }, key.slot);
+    reading.places.insert_or_assign(std::string(key.name), key.option);
+  }
+  if (!reading.understood) return {std::move(reading.config), std::move(reading.faults)};
+  addNew(reading.faults, faultsOf(reading.config, reading.places));
+  return {std::move(reading.config), std::move(reading.faults)};
+}
+
+}  // namespace orvix::server
