@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "tests/server/qorServerBytes.h"
+#include "tests/soak/qorLoad.h"
+
+namespace orvix::soak {
+
+namespace bytes = server::testing;
+
+namespace {
+
+constexpr std::size_t MOST_HELD = 24;
+constexpr std::size_t GARBAGE = 4000;
+
+/// With a small window, so that a reply which nobody reads fills it.
+int connectTo(unsigned port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int window = 4096;
+  ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
+  const timeval limit{1, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return socket;
+  ::close(socket);
+  return -1;
+}
+
+/// Closes with a reset.
+void reset(int socket) {
+  const linger hard{1, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+  ::close(socket);
+}
+
+}  // namespace
+
+HostileLoad::~HostileLoad() {
+  for (const int socket : held_) ::close(socket);
+}
+
+std::string HostileLoad::nextAttack() {
+  const std::string key = "Authorization: " + token_ + "\n";
+  const std::string document = bytes::documentOf("evil", "text that nobody asked for");
+  const std::string add = "action: asyncAddDocument\nindex: hostile\n" + key;
+  switch (dice_.below(9)) {
+    case 0:  // half a header, and then nothing
+      return bytes::frameOf("action: getStatus\n" + key).substr(0, 9 + dice_.below(20));
+    case 1: {
+      std::string garbage(1 + dice_.below(GARBAGE), '\0');
+      for (char& byte : garbage) byte = static_cast<char>(dice_.below(256));
+      return garbage;
+    }
+    case 2:  // the largest length of a header, and little of it
+      return "\xff\xff" + std::string(dice_.below(100), 'x');
+    case 3: {  // lengths of a body that never comes
+      const std::string header = "Content-Length  : 4294967295\n" + add + "\r\n";
+      return bytes::u16Bytes(header.size()) + header;
+    }
+    case 4: {
+      const std::string header = "Content-Length  : 67108864\n" + add + "\r\n";
+      return bytes::u16Bytes(header.size()) + header + std::string(dice_.below(60000), '\0');
+    }
+    case 5: {  // replies that are not read
+      std::string many;
+      for (int i = 0; i < 40; ++i) {
+        many += bytes::frameOf("action: search\nindex: owned0\nquery: common\n" + key);
+      }
+      return many;
+    }
+    case 6:  // a document of which half comes
+      return bytes::frameOf(add, document).substr(0, 60 + dice_.below(80));
+    case 7:  // documents that are none, for a collection that is none
+      return bytes::frameOf(add, "\0\1\2\3\4\5\6\7") + bytes::frameOf(add, document);
+    default:  // without the right to
+      return bytes::frameOf("action: deleteCollection\nindex: owned0\n");
+  }
+}
+
+void HostileLoad::step() {
+  if (world_.life() % 2 == 1) return;
+  const int socket = connectTo(world_.port());
+  if (socket < 0) return;
+  const std::string attack = nextAttack();
+  static_cast<void>(::send(socket, attack.data(), attack.size(), MSG_NOSIGNAL));
+  world_.count(Operation::HOSTILE);
+  if (dice_.below(3) == 0) return reset(socket);
+  held_.push_back(socket);
+  if (held_.size() <= MOST_HELD) return;
+  if (dice_.below(2) == 0) {
+    reset(held_.front());
+  } else {
+    ::close(held_.front());
+  }
+  held_.pop_front();
+}
+
+}  // namespace orvix::soak
