@@ -58,11 +58,20 @@ constexpr std::array<Row, 22> HANDLERS{{
 /// Searches in collections of up to this many documents take about as long as a switch of threads.
 constexpr Xapian::doccount SMALL_COLLECTION = 20000;
 
-/// Every kind that kindOf() answers has a row.
-const Row& handlerOf(std::uint32_t kind) noexcept {
-  return *std::find_if(HANDLERS.begin(), HANDLERS.end(),
-                       [kind](const Row& each) { return each.kind == kind; });
+constexpr auto rowOf(std::uint32_t kind) noexcept {
+  return std::find_if(HANDLERS.begin(), HANDLERS.end(),
+                      [kind](const Row& each) { return each.kind == kind; });
 }
+
+/// Every kind that kindOf() answers has a row. Kind 21 it answers as 12, whose action it shares.
+const Row& handlerOf(std::uint32_t kind) noexcept { return *rowOf(kind); }
+static_assert(std::all_of(comm::detail::REQUEST_KINDS.begin(), comm::detail::REQUEST_KINDS.end(),
+                          [](const comm::detail::RequestKind& each) {
+                            return each.pathWord == nullptr ||
+                                   each.kind == kinds::OPEN_COLLECTION_ALT ||
+                                   rowOf(each.kind) != HANDLERS.end();
+                          }),
+              "a request kind has no handler");
 
 /// Kinds that write something, as against those that only run on the writer's thread.
 bool changesData(std::uint32_t kind) noexcept {

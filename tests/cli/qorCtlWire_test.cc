@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Captured bytes and their meaning: golden requests and replies, every cut of them, damaged and
 // hostile ones, and the library's own requests of every kind.
+#include <algorithm>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <optional>
 #include <sstream>
@@ -10,6 +12,7 @@
 #include "cli/qorCtlCommands.h"
 #include "cli/qorCtlExit.h"
 #include "cli/qorCtlWireExplain.h"
+#include "comm/protocol/internal/qorRequestKinds.h"
 #include "tests/cli/qorCtlPeer.h"
 
 namespace {
@@ -254,6 +257,25 @@ TEST(WireHostile, ABodyOfManyReadingsTakesNoLonger) {
   const std::string records(1 << 16, '\0');
   const Explained result = requestsIn(request(ADD, bodyOf(records).replace(4, 4, "\0\1\0\0"s)));
   EXPECT_TRUE(result.fault);
+}
+
+TEST(WireKinds, AreThoseOfTheLibrary) {
+  std::size_t known = 0;
+  for (const auto& row : orvix::comm::detail::REQUEST_KINDS) {
+    if (row.pathWord == nullptr) continue;
+    SCOPED_TRACE(row.kind);
+    const auto kinds = wireKinds();
+    const auto found = std::find_if(kinds.begin(), kinds.end(), [&](const WireKind& each) {
+      return std::uint32_t{each.kind} == row.kind;
+    });
+    ASSERT_NE(found, kinds.end()) << "qorctl wire does not know it";
+    ++known;
+    EXPECT_EQ(found->action, row.pathWord);
+    EXPECT_EQ(found->reply == ReplyShape::NO_REPLY, orvix::comm::detail::isUnanswered(row.kind));
+    EXPECT_EQ(found->reply != ReplyShape::NO_REPLY && found->reply != ReplyShape::NOTHING,
+              row.resultsExpected);
+  }
+  EXPECT_EQ(known, wireKinds().size()) << "qorctl wire knows kinds that the library does not";
 }
 
 TEST(WireCommand, TheLibrarysRequestsOfEveryKindAreRecognised) {

@@ -2,6 +2,7 @@
 // The library says what docs/protocol.md shows, and understands the replies that it shows.
 #include "tests/docs/qorProtocolPage.h"
 
+#include <filesystem>
 #include <list>
 #include <set>
 #include <utility>
@@ -129,6 +130,20 @@ TEST(ProtocolPage, ShowsWhatTheLibrarySendsAndUnderstands) {
     EXPECT_TRUE(row.pathWord == nullptr || sent.contains(row.kind)) << "no example of " << row.kind;
   }
   for (const auto& [name, bytes] : page.bytes) ADD_FAILURE() << name << " is compared with nothing";
+}
+
+TEST(RetriesPage, SaysOfEveryKindWhatASecondTimeDoes) {
+  const auto folder = std::filesystem::path(QOR_PROTOCOL_PAGE).parent_path() / "tasks";
+  std::ifstream file(folder / "timeouts-and-retries.md");
+  std::string table;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("| `")) table += line.substr(0, line.find('|', 1));
+  }
+  for (const Exchange& exchange : EXCHANGES) {
+    const std::string kind =
+        std::string(exchange.name).substr(0, std::string(exchange.name).find(' '));
+    EXPECT_NE(table.find('`' + kind + '`'), table.npos) << kind;
+  }
 }
 
 }  // namespace
