@@ -166,7 +166,7 @@ bool descriptors(const WatchedServer& server) {
   std::vector<int> sockets;
   for (int i = 0; i < 60; ++i) sockets.push_back(connectTo(server.port()));
   const double before = processorSecondsOf(server.process());
-  std::this_thread::sleep_for(std::chrono::seconds(2));
+  std::this_thread::sleep_for(std::chrono::seconds(2));  // the time that is measured
   const double busy = (processorSecondsOf(server.process()) - before) / 2;
   std::cout << "without descriptors: " << busy << " processor seconds a second\n";
   const bool calm = holds(busy <= BUSY_LIMIT, "the server spins");

@@ -139,8 +139,9 @@ set -m  # a process group of its own, in which Ctrl-C is not ignored
 "$qorctl" --port "$port" load streamed - <"$work/endless" >"$work/counts" 2>"$work/err" &
 loader=$!
 set +m
-for _ in {1..600}; do
+for look in {1..600}; do
   "$qorctl" --port "$port" collection list-status streamed | grep -q '"documents":1000' && break
+  [ "$look" -lt 600 ] || fail "the first batch of an endless load is not there after a minute"
   sleep 0.1
 done
 kill -INT "$loader"

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
+#include <poll.h>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,7 +42,7 @@ class Hold {
 
 class Bounds : public testing::ConnectionFixture {
  protected:
-  /// Seconds until the server closes the connection, while `feed` is called every 100 ms.
+  /// Seconds until the server closes the connection; until then `feed` is called every 100 ms.
   template <typename Feed>
   static double lifeOf(asio::ip::tcp::socket& socket, const Feed& feed) {
     const auto start = Clock::now();
@@ -55,7 +56,8 @@ class Bounds : public testing::ConnectionFixture {
       socket.read_some(asio::buffer(&byte, 1), error);
       if (error && error != asio::error::would_block) break;
       feed();
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      pollfd closing{socket.native_handle(), POLLIN, 0};
+      ::poll(&closing, 1, 100);
     }
     return seconds();
   }
