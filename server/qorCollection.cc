@@ -4,6 +4,7 @@
 // engine commits by itself after some number of them, and when its writer goes away.
 #include "server/qorCollection.h"
 
+#include <chrono>
 #include <ctime>
 #include <fstream>
 #include <mutex>
@@ -89,9 +90,13 @@ void Collection::configure(Properties configuration, const std::string& language
 
 void Collection::commit() {
   if (pending_ != 0) {
+    const auto begun = std::chrono::steady_clock::now();
     try {
       publish();
+      if (board_ != nullptr)
+        board_->metrics().commits.add(std::chrono::steady_clock::now() - begun);
     } catch (...) {
+      if (board_ != nullptr) board_->metrics().commitFailures.add();
       abandon();
       throw;
     }
@@ -156,6 +161,7 @@ void Collection::abandon() {
   lastLoss_ = fault;
   ++losses_;
   logFault(LogLevel::ERROR, "write_failed", fault, {{"collection", name_}});
+  if (board_ != nullptr) board_->metrics().changesLost.add(pending_);
   logBatch(name_, outcomes_.failUnsettled(fault, std::time(nullptr)));
   pending_ = 0;
   pendingBytes_ = 0;

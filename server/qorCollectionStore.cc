@@ -36,7 +36,9 @@ Collection& CollectionStore::open(std::string_view name) {
   auto opened =
       std::make_unique<Collection>(std::string(name), folderOf(name), &directory_.board());
   order_.emplace_back(name);
-  return *opened_.emplace(std::string(name), std::move(opened)).first->second;
+  Collection& collection = *opened_.emplace(std::string(name), std::move(opened)).first->second;
+  directory_.board().metrics().collectionsOpen.set(opened_.size());
+  return collection;
 }
 
 void CollectionStore::close(std::string_view name) {
@@ -110,6 +112,7 @@ void CollectionStore::forget(std::string_view name) {
   const std::string held(name);  // the entry may be what the name is part of
   opened_.erase(held);
   std::erase(order_, held);
+  directory_.board().metrics().collectionsOpen.set(opened_.size());
   directory_.board().forget(held);
 }
 

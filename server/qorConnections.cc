@@ -19,7 +19,12 @@ constexpr std::chrono::milliseconds WATCH_INTERVAL{500};
 
 Connections::Connections(asio::io_context& loop, Dispatcher& dispatcher, Writer& writer,
                          asio::thread_pool& pool, const Limits& limits)
-    : loop_(loop), dispatcher_(dispatcher), writer_(writer), pool_(pool), limits_(limits) {
+    : loop_(loop),
+      dispatcher_(dispatcher),
+      writer_(writer),
+      pool_(pool),
+      limits_(limits),
+      metrics_(dispatcher.metrics()) {
   asio::co_spawn(loop_, watch(), asio::detached);
 }
 
@@ -33,6 +38,7 @@ std::string peerOf(const asio::ip::tcp::socket& socket) {
 void Connections::add(asio::ip::tcp::socket socket) {
   if (draining_) return;  // closes it
   if (sessions_.size() >= limits_.connections) {
+    metrics_.connectionsRefused.add();
     log(LogLevel::WARNING, "connection_refused",
         {{"text", "there are as many connections as max_connections allows"},
          {"peer", peerOf(socket)},
@@ -41,17 +47,21 @@ void Connections::add(asio::ip::tcp::socket socket) {
   }
   const auto session = std::make_shared<Session>(std::move(socket), *this);
   sessions_.insert(session);
+  metrics_.connectionsTaken.add();
+  metrics_.connectionsOpen.set(sessions_.size());
   asio::co_spawn(loop_, session->serve(), asio::detached);
 }
 
 void Connections::remove(const std::shared_ptr<Session>& session) {
   sessions_.erase(session);
+  metrics_.connectionsOpen.set(sessions_.size());
   if (draining_ && sessions_.empty()) loop_.stop();
 }
 
 void Connections::drain() {
   if (draining_) return;
   draining_ = true;
+  if (onDrain_) onDrain_();
   drainedBy_ = std::chrono::steady_clock::now() + limits_.farewell;
   for (const auto& session : sessions_) session->leaveWhenIdle();
   if (sessions_.empty()) loop_.stop();

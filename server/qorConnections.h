@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <unordered_set>
+#include <utility>
 
 #include "server/qorDispatcher.h"
 #include "server/qorWriter.h"
@@ -43,6 +44,8 @@ class Connections {
   void add(asio::ip::tcp::socket socket);
   void remove(const std::shared_ptr<Session>& session);
 
+  /// Called once, when drain() is called for the first time.
+  void onDrain(std::function<void()> told) { onDrain_ = std::move(told); }
   /// Lets requests under way come to their end, closes what is idle, then ends the io_context.
   void drain();
   [[nodiscard]] bool draining() const noexcept { return draining_; }
@@ -50,6 +53,7 @@ class Connections {
   [[nodiscard]] asio::io_context& loop() noexcept { return loop_; }
   [[nodiscard]] Dispatcher& dispatcher() noexcept { return dispatcher_; }
   [[nodiscard]] Writer& writer() noexcept { return writer_; }
+  [[nodiscard]] Metrics& metrics() noexcept { return metrics_; }
   [[nodiscard]] asio::thread_pool& pool() noexcept { return pool_; }
   [[nodiscard]] const Limits& limits() const noexcept { return limits_; }
   /// Counts the bytes kept of unfinished bodies; answers whether they are within the limit.
@@ -68,6 +72,8 @@ class Connections {
   Writer& writer_;
   asio::thread_pool& pool_;
   const Limits limits_;
+  Metrics& metrics_;
+  std::function<void()> onDrain_;
   std::array<char, 64U << 10U> scratch_{};
   std::unordered_set<std::shared_ptr<Session>> sessions_;
   std::size_t unfinished_ = 0;

@@ -89,14 +89,23 @@ bool isTerminator(const Frame& request) noexcept {
 Reply errorReply(const Fault& fault) {
   Reply reply;
   putError(reply.bytes, fault);
-  reply.fault = fault;
+  reply.fail(fault);
   return reply;
+}
+
+/// A kind that is never answered stays so.
+void failLate(Reply& reply, const Fault& fault) {
+  reply.failed = true;
+  if (reply.bytes.empty()) return;
+  const std::uint32_t kind = reply.kind;
+  reply = errorReply(fault);
+  reply.kind = kind;
 }
 
 Reply unauthorised(bool answered) {
   Reply reply;
   if (answered) putStatus(reply.bytes, wire::INVALID_AUTH);
-  reply.fault = Fault{MessageId::ACCESS_DENIED, "The request carries no token that is known here"};
+  reply.fail({MessageId::ACCESS_DENIED, "The request carries no token that is known here"});
   reply.close = true;
   return reply;
 }
@@ -140,6 +149,7 @@ std::optional<std::uint32_t> kindOf(const Frame& request) noexcept {
 void Dispatcher::screen(Frame& request) const {
   const AccessSet granted = tokens_.accessOf(valueOf(request.properties, words().authorization));
   if (granted.empty()) {
+    metrics().authenticationFailures.add();
     request.admission = Admission::NO_TOKEN;
     request.positionLost = true;
     return;
@@ -182,6 +192,12 @@ Reply Dispatcher::begin(const Frame& given) {
     return begin(screened);
   }
   const auto kind = kindOf(given);
+  Reply reply = replyTo(kind, given);
+  reply.kind = kind.value_or(0);
+  return reply;
+}
+
+Reply Dispatcher::replyTo(std::optional<std::uint32_t> kind, const Frame& given) {
   const bool answered = !kind || !comm::detail::isUnanswered(*kind);
   if (given.admission == Admission::NO_TOKEN) return unauthorised(answered);
   Reply reply;
@@ -192,11 +208,11 @@ Reply Dispatcher::begin(const Frame& given) {
     reply = errorReply(*fault);
   } else if (given.admission == Admission::ADMITTED) {
     rejectUnanswered(context_, given, *fault);
-    reply.fault = fault;
+    reply.fail(*fault);
   } else {
-    reply.fault = fault;
-    reply.close =
-        true;  // nobody may leave outcomes without the right to; the close is the only sign
+    reply.fail(*fault);
+    // Nobody may leave outcomes without the right to; the close is the only sign.
+    reply.close = true;
   }
   const bool disagrees = fault && !given.fault;
   reply.close = reply.close || given.positionLost || disagrees;
@@ -214,7 +230,7 @@ void Dispatcher::settle(const std::vector<Reply*>& replies) {
     } catch (...) {
       fault = currentFault("Committing the collection " + inQuotes(collection->name()) + " failed");
     }
-    if (fault && !reply->bytes.empty()) *reply = errorReply(*fault);
+    if (fault) failLate(*reply, *fault);
   }
 }
 
@@ -226,7 +242,7 @@ Reply Dispatcher::run(std::uint32_t kind, const Frame& request) {
     const Fault fault = currentFault("The request " + inQuotes(action) + " failed");
     if (!comm::detail::isUnanswered(kind)) return errorReply(fault);
     Reply reply;
-    reply.fault = fault;
+    reply.fail(fault);
     return reply;
   }
 }

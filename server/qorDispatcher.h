@@ -44,10 +44,13 @@ class Dispatcher {
   static void settle(const std::vector<Reply*>& replies);
   /// Gives back what requests have piled up. No reply of the writer's may be unsettled.
   void tidy() { context_.store.trim(); }
+  /// What is counted of requests.
+  [[nodiscard]] Metrics& metrics() const noexcept { return context_.readers.board().metrics(); }
   /// Both, for one request.
   [[nodiscard]] Reply handle(const Frame& request);
 
  private:
+  [[nodiscard]] Reply replyTo(std::optional<std::uint32_t> kind, const Frame& request);
   [[nodiscard]] Reply run(std::uint32_t kind, const Frame& request);
 
   ServerContext& context_;

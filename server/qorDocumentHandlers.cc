@@ -77,6 +77,7 @@ Reply deleteDocument(ServerContext& context, const Frame& request) {
 }
 
 Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
+  Reply reply;
   try {
     Collection& collection = collectionOf(context, request);
     const DocumentBody body = decodeDocumentBody(request.body);
@@ -84,8 +85,9 @@ Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
     collection.outcomes().indexed(std::string(body.key));
   } catch (...) {
     rejectUnanswered(context, request, currentFault(whereOf(request)));
+    reply.failed = true;
   }
-  return {};
+  return reply;
 }
 
 void rejectUnanswered(ServerContext& context, const Frame& request, const Fault& fault) {

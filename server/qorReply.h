@@ -40,8 +40,15 @@ struct Reply {
   std::optional<CommitTicket> ticket;
   std::function<void()> received;  ///< if set: call it once the peer is known to have got the reply
   std::optional<Fault> fault;      ///< if set: why it is not what was asked for, for the log
+  bool failed = false;             ///< what was asked for was not done
+  std::uint32_t kind = 0;          ///< of the request; 0: its action is not known
   bool close = false;              ///< close the connection afterwards
   bool stop = false;               ///< end the server afterwards
+
+  void fail(const Fault& why) {
+    failed = true;
+    fault = why;
+  }
 };
 
 }  // namespace orvix::server

@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <sys/resource.h>
@@ -24,10 +25,14 @@
 #include "server/qorDispatcher.h"
 #include "server/qorListener.h"
 #include "server/qorLog.h"
+#include "server/qorMetricsServer.h"
+#include "server/qorMetricsText.h"
 #include "server/qorReaders.h"
 #include "server/qorRefusal.h"
 #include "server/qorServerOptions.h"
 #include "server/qorServerVersion.h"
+#include "server/qorServiceManager.h"
+#include "server/qorWatchdog.h"
 #include "server/qorWriter.h"
 
 namespace orvix::server {
@@ -117,6 +122,31 @@ asio::awaitable<void> watchLog(asio::io_context& loop) {
   }
 }
 
+/// Nothing when none are asked for.
+std::unique_ptr<MetricsServer> metricsServerOf(const ServerConfig& config, Board& board,
+                                               const Writer& writer) {
+  if (config.metricsListen.empty()) return nullptr;
+  return std::make_unique<MetricsServer>(
+      metricsAddressOf(config.metricsListen), [&board, &writer] {
+        return metricsText(board.metrics(), {writer.queuedRequests(), writer.queuedBytes()});
+      });
+}
+
+/// Nothing when no service manager watches.
+std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const Writer& writer) {
+  const auto patience = serviceManager::patience();
+  if (!patience) return nullptr;
+  return std::make_unique<Watchdog>(
+      loop, *patience,
+      [&board, &writer] {
+        return Watchdog::WriterState{board.steps(), writer.queuedRequests() != 0};
+      },
+      [&board, &writer] {
+        return std::to_string(board.metrics().connectionsOpen.value()) + " connections, " +
+               std::to_string(writer.queuedRequests()) + " requests wait for the writer";
+      });
+}
+
 std::string listOf(const std::vector<std::string>& names) {
   std::string list;
   for (const std::string& name : names) list += (list.empty() ? "" : ",") + name;
@@ -131,6 +161,13 @@ class Reload {
       : line_(line), config_(config), tokens_(tokens) {}
 
   void operator()() {
+    serviceManager::reloading();
+    readAgain();
+    serviceManager::reloaded();
+  }
+
+ private:
+  void readAgain() {
     try {
       const Settings now = line_.settings();
       for (const std::string& fault : now.faults) {
@@ -143,7 +180,6 @@ class Reload {
     }
   }
 
- private:
   /// Whether there are tokens at all is settled at start, and so is where they lie: a slip in the
   /// file must not open the server to everybody.
   void apply(const ServerConfig& now) {
@@ -208,6 +244,9 @@ void run(const CommandLine& line, const ServerConfig& config) {
   asio::thread_pool pool(config.searchThreads);
   Connections connections(loop, dispatcher, writer, pool, limits);
   Listener listener(loop, listenAddressOf(config.listen), connections);
+  connections.onDrain(serviceManager::stopping);
+  const auto metricsServer = metricsServerOf(config, directory.board(), writer);
+  const auto watchdog = watchdogOf(loop, directory.board(), writer);
   const Signals signals(
       loop,
       [&] {
@@ -218,8 +257,11 @@ void run(const CommandLine& line, const ServerConfig& config) {
   asio::co_spawn(loop, watchLog(loop), asio::detached);
   writer.start();
   listener.start();
-  log(LogLevel::INFO, "listening", {{"address", textOf(listener.endpoint())}});
-  std::cout << "listening on " << listener.endpoint() << std::endl;
+  const std::string where = textOf(listener.endpoint());
+  const std::string metrics = metricsServer ? textOf(metricsServer->endpoint()) : "off";
+  log(LogLevel::INFO, "listening", {{"address", where}, {"metrics", metrics}});
+  std::cout << "listening on " << where << std::endl;
+  serviceManager::ready("listening on " + where + ", metrics " + metrics);
   loop.run();
   pool.join();
   writer.finish();

@@ -97,6 +97,7 @@ asio::awaitable<void> Session::readSome() {
   const std::size_t count = socket_.read_some(asio::buffer(all_.scratch(), frames_.room()), error);
   if (error == asio::error::would_block) co_return;
   if (error) throw std::system_error(error);
+  all_.metrics().bytesIn.add(count);
   frames_.feed({all_.scratch().data(), count});
 }
 
@@ -110,6 +111,7 @@ void Session::confirmReceipt() {
 
 /// Answers whether the connection goes on.
 asio::awaitable<bool> Session::answer(Frame frame) {
+  const auto begun = Clock::now();
   deadline_ = Clock::time_point::max();
   confirmReceipt();
   const RequestRecord record(frame);
@@ -128,6 +130,7 @@ asio::awaitable<bool> Session::answer(Frame frame) {
     reply = co_await onWriter(std::move(frame));
   }
   if (record.isLogged(reply)) record.log(reply, peerOf(socket_));
+  all_.metrics().served(reply.kind, reply.failed, lane, Clock::now() - begun);
   const bool close = reply.close;
   const bool stop = reply.stop;
   co_await write(reply, lane == Lane::LONG);
@@ -144,9 +147,11 @@ asio::awaitable<void> Session::queue(Frame frame) {
   queuedBytes_ += size;
   ++queuedDocuments_;
   RequestRecord record(frame);
-  all_.writer().post(std::move(frame), [self = shared_from_this(), size,
+  const auto begun = Clock::now();
+  all_.writer().post(std::move(frame), [self = shared_from_this(), size, begun,
                                         asked = std::move(record)](const Reply& reply) {
     if (asked.isLogged(reply)) asked.log(reply, peerOf(self->socket_));
+    self->all_.metrics().served(reply.kind, reply.failed, Lane::WRITER, Clock::now() - begun);
     self->queuedBytes_ -= size;
     --self->queuedDocuments_;
     if (reply.close) self->closeAfterQueue();
@@ -223,7 +228,8 @@ asio::awaitable<void> Session::nextPiece(Reply& reply, std::string& piece, bool 
 
 asio::awaitable<void> Session::writePiece(const std::string& piece) {
   expireIdly();
-  co_await asio::async_write(socket_, asio::buffer(piece), use_awaitable);
+  all_.metrics().bytesOut.add(
+      co_await asio::async_write(socket_, asio::buffer(piece), use_awaitable));
 }
 
 /// Closes so that a peer which is still sending gets to read the reply before the connection

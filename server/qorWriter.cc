@@ -38,6 +38,7 @@ void Writer::post(std::function<void()> task) { add({{}, {}, std::move(task), {}
 
 void Writer::add(Job job) {
   queuedBytes_ += job.request.size();
+  ++queuedRequests_;
   {
     const std::scoped_lock lock(mutex_);
     waiting_.push_back(std::move(job));
@@ -62,6 +63,7 @@ void Writer::work() {
     board_.working(true);
     run(group);
     board_.working(false);
+    queuedRequests_ -= group.size();
     deliver(group);
   }
 }
@@ -85,6 +87,7 @@ void Writer::run(std::vector<Job>& group) {
       Dispatcher::settle(unsettled);
       unsettled.clear();
     }
+    board_.progressed();
     if (job.task) {
       job.task();
       continue;
@@ -94,7 +97,9 @@ void Writer::run(std::vector<Job>& group) {
     job.request = Frame();
     unsettled.push_back(&job.reply);
   }
+  board_.progressed();
   Dispatcher::settle(unsettled);
+  board_.progressed();
   dispatcher_.tidy();
 }
 

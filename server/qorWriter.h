@@ -38,6 +38,8 @@ class Writer {
   void post(std::function<void()> task);
   /// Bytes of the requests that wait or are being worked on.
   [[nodiscard]] std::size_t queuedBytes() const noexcept { return queuedBytes_; }
+  /// Requests that wait or are being worked on.
+  [[nodiscard]] std::size_t queuedRequests() const noexcept { return queuedRequests_; }
   /// Works off what waits and ends the thread.
   void finish();
 
@@ -63,6 +65,7 @@ class Writer {
   std::deque<Job> waiting_;
   bool finishing_ = false;
   std::atomic<std::size_t> queuedBytes_ = 0;
+  std::atomic<std::size_t> queuedRequests_ = 0;
   std::thread thread_;
 };
 
