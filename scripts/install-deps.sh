@@ -11,7 +11,7 @@ packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev 
 for group in "$@"; do
   case $group in
     test) packages+=(libgtest-dev libgmock-dev locales strace valgrind doxygen abigail-tools clang
-                     dpkg-dev xz-utils) ;;
+                     dpkg-dev xz-utils systemd) ;;
     fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     bench) packages+=(libbenchmark-dev libhiredis-dev redis-server libcurl4-openssl-dev
                       libsimdjson-dev valgrind) ;;

@@ -96,6 +96,7 @@ TEST_F(Requests, EachTokenIsServedWhatItsClassesAllow) {
     EXPECT_EQ(reply.bytes, "");
     EXPECT_TRUE(reply.close);
   }
+  EXPECT_EQ(board().metrics().authenticationFailures.value(), 10U);
   const struct {
     const char* action;
     const char* allowed;  // besides root

@@ -1,0 +1,189 @@
+// SPDX-License-Identifier: Apache-2.0
+// The server as a service: what it tells the manager that started it, and the metrics it shows
+// meanwhile. The test plays the manager, with a datagram socket.
+#include <arpa/inet.h>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdexcept>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <vector>
+
+#include "qorcomm.h"
+#include "tests/road/qorServerProcess.h"
+
+namespace orvix::road {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds LIMIT{30000};
+constexpr milliseconds PATIENCE{2000};
+
+/// Processes that are started while it lives report to it, and are to beat twice in PATIENCE.
+class Manager {
+ public:
+  Manager() {
+    char pattern[] = "/tmp/qorserver-manager-XXXXXX";
+    if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("no temporary folder");
+    folder_ = pattern;
+    const std::string path = folder_ + "/notify";
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    std::strncpy(name.sun_path, path.c_str(), sizeof name.sun_path - 1);
+    socket_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (::bind(socket_, reinterpret_cast<const sockaddr*>(&name), sizeof name) != 0) {
+      throw std::runtime_error("no socket for notifications");
+    }
+    ::setenv("NOTIFY_SOCKET", path.c_str(), 1);
+    ::setenv("WATCHDOG_USEC", std::to_string(PATIENCE.count() * 1000).c_str(), 1);
+  }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+  ~Manager() {
+    ::unsetenv("NOTIFY_SOCKET");
+    ::unsetenv("WATCHDOG_USEC");
+    ::close(socket_);
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  /// The next message that has that line; what comes before it is left out. Empty: none came.
+  std::string await(const std::string& line, milliseconds limit = LIMIT) {
+    const auto deadline = Clock::now() + limit;
+    for (;;) {
+      const std::string message = next(deadline);
+      if (message.empty() || ("\n" + message + "\n").find("\n" + line) != std::string::npos) {
+        return message;
+      }
+    }
+  }
+
+ private:
+  std::string next(Clock::time_point deadline) const {
+    const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now()).count();
+    pollfd polled{socket_, POLLIN, 0};
+    if (left <= 0 || ::poll(&polled, 1, static_cast<int>(left)) <= 0) return {};
+    char bytes[4096];
+    const ssize_t count = ::recv(socket_, bytes, sizeof bytes, 0);
+    return {bytes, static_cast<std::size_t>(count < 0 ? 0 : count)};
+  }
+
+  std::string folder_;
+  int socket_ = -1;
+};
+
+int connectTo(unsigned int port) {
+  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in name{};
+  name.sin_family = AF_INET;
+  name.sin_port = htons(static_cast<std::uint16_t>(port));
+  name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  EXPECT_EQ(::connect(descriptor, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+  return descriptor;
+}
+
+/// Sends the bytes and takes what comes until the server closes, or a while.
+std::string exchange(unsigned int port, const std::string& bytes) {
+  const int descriptor = connectTo(port);
+  EXPECT_EQ(::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(bytes.size()));
+  std::string all;
+  pollfd polled{descriptor, POLLIN, 0};
+  char piece[4096];
+  while (::poll(&polled, 1, static_cast<int>(LIMIT.count())) > 0) {
+    const ssize_t count = ::recv(descriptor, piece, sizeof piece, 0);
+    if (count <= 0) break;
+    all.append(piece, static_cast<std::size_t>(count));
+  }
+  ::close(descriptor);
+  return all;
+}
+
+void ask(unsigned int port, comm::ClientRequest::REQUEST kind) {
+  comm::TamberPerfClient client(icu::UnicodeString("127.0.0.1", ""), port);
+  client.setReceiveTimeOut(static_cast<unsigned int>(LIMIT.count()));
+  comm::ClientRequest request;
+  request.buildRequest(icu::UnicodeString(), kind, {});
+  comm::ClientResponse response;
+  client.sendAndRecvMesg(request, response);
+  EXPECT_TRUE(response.success());
+}
+
+unsigned int portIn(const std::string& status, const std::string& before) {
+  const std::size_t at = status.find(before);
+  return at == std::string::npos
+             ? 0
+             : static_cast<unsigned int>(std::stoul(status.substr(at + before.size())));
+}
+
+TEST(Service, TellsItsManagerOfItsWholeLife) {
+  Manager manager;
+  ServerProcess server;
+  const std::string ready = manager.await("READY=1");
+  EXPECT_NE(ready.find("\nSTATUS=listening on 127.0.0.1:"), std::string::npos) << ready;
+  ask(portIn(ready, "127.0.0.1:"), comm::ClientRequest::GET_STATUS);
+
+  EXPECT_NE(manager.await("WATCHDOG=1"), "");
+  for (int i = 0; i < 2; ++i) {
+    const auto since = Clock::now();
+    EXPECT_NE(manager.await("WATCHDOG=1", PATIENCE), "") << "twice in the manager's patience";
+    EXPECT_GT(Clock::now() - since, PATIENCE / 4) << "and not all the time";
+  }
+  EXPECT_NE(manager.await("STATUS=0 connections, 0 requests wait").find("STATUS"),
+            std::string::npos);
+
+  ASSERT_EQ(server.terminate(), 0);
+  const std::string stopping = manager.await("STOPPING=1");
+  EXPECT_NE(stopping.find("\nWATCHDOG_USEC="), std::string::npos)
+      << "the last commits may take longer than the watchdog's time: " << stopping;
+}
+
+TEST(Service, TellsItsManagerWhenARequestEndsIt) {
+  Manager manager;
+  ServerProcess server;
+  ask(server.port(), comm::ClientRequest::SHUTDOWN);
+  EXPECT_NE(manager.await("STOPPING=1"), "");
+  EXPECT_EQ(server.awaitExit(), 0);
+}
+
+TEST(Service, ReportsReloadsAndStaysReady) {
+  Manager manager;
+  ServerProcess server;
+  EXPECT_NE(manager.await("READY=1"), "");
+  server.reload();
+  EXPECT_NE(manager.await("RELOADING=1"), "");
+  EXPECT_NE(manager.await("READY=1"), "");
+}
+
+TEST(Service, ShowsMetricsAndEndsWhileGuestsAreSlow) {
+  Manager manager;
+  ServerProcess server({"--metrics-listen", "127.0.0.1:0"});
+  const unsigned int metrics = portIn(manager.await("READY=1"), "metrics on 127.0.0.1:");
+  std::vector<int> slow;
+  for (int i = 0; i < 8; ++i) {
+    slow.push_back(connectTo(metrics));
+    ::send(slow.back(), "GET /met", 8, MSG_NOSIGNAL);
+  }
+  const auto begun = Clock::now();
+  for (int i = 0; i < 5; ++i) ask(server.port(), comm::ClientRequest::GET_STATUS);
+  const std::string page = exchange(metrics, "GET /metrics HTTP/1.1\r\n\r\n");
+  EXPECT_LT(Clock::now() - begun, milliseconds(3000)) << "slow guests are in nobody's way";
+  EXPECT_NE(page.find("\nqorserver_requests_total{kind=\"getStatus\",result=\"ok\"} 5\n"),
+            std::string::npos)
+      << page;
+  const auto ending = Clock::now();
+  EXPECT_EQ(server.terminate(), 0);
+  EXPECT_LT(Clock::now() - ending, milliseconds(3000)) << "nor is the end waiting for them";
+  for (const int each : slow) ::close(each);
+}
+
+}  // namespace
+}  // namespace orvix::road
