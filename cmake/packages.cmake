@@ -85,5 +85,10 @@ describe(qorserver database "full-text search server for clients of qorcomm"
 "qorserver keeps collections of documents in Xapian databases and answers the requests of clients that use libqorcomm, such as a database's text index or the command line qorctl.
 .
 It links Xapian, which is under the GPL, version 2 or later; see its copyright file.")
+set(CPACK_DEBIAN_QORSERVER_PACKAGE_DEPENDS
+  "systemd | systemd-standalone-sysusers | systemd-sysusers")
+set(scripts ${PROJECT_SOURCE_DIR}/cmake/debian/qorserver)
+set(CPACK_DEBIAN_QORSERVER_PACKAGE_CONTROL_EXTRA
+  ${scripts}/conffiles ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
 
 include(CPack)

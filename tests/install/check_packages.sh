@@ -60,6 +60,31 @@ grep -q 'GPL, version 3' "$root/usr/share/doc/qorserver/copyright" ||
 # All that they depend on is in the distribution, or among them. Nothing is installed.
 apt-get --simulate install "$packages"/*.deb > "$work/apt.log" 2>&1 || { cat "$work/apt.log" >&2; fail "apt"; }
 
+[[ -s $root/usr/share/zsh/vendor-completions/_qorctl ]] || fail "zsh of Debian does not find its completion"
+
+# The server as a service: its maintainer scripts, run on the root that the packages were unpacked into,
+# make the user and have the unit started with the machine; a purge takes that back and leaves the user.
+scripts=$work/control/qorserver
+exec_start=$(sed -n 's/^ExecStart=\([^ ]*\).*/\1/p' "$root/usr/lib/systemd/system/qorserver.service")
+[[ -x $root$exec_start ]] || fail "the unit starts $exec_start, which is not in the package"
+while read -r file; do
+  [[ -s $root$file ]] || fail "the conffile $file is not in the package"
+  grep -qF "$file" "$root/usr/lib/systemd/system/qorserver.service" || fail "the unit does not read $file"
+done < "$scripts/conffiles"
+if command -v systemd-sysusers deb-systemd-helper > "$work/none" && [[ $(id -u) == 0 ]]; then
+  wanted=$root/etc/systemd/system/multi-user.target.wants/qorserver.service
+  DPKG_ROOT=$root sh "$scripts/postinst" configure '' || fail "qorserver's postinst"
+  grep -q '^qorserver:' "$root/etc/passwd" || fail "the user was not made"
+  [[ -L $wanted ]] || fail "the unit is not started with the machine"
+  DPKG_ROOT=$root sh "$scripts/postinst" configure 0.9 || fail "qorserver's postinst on an upgrade"
+  for call in "prerm remove" "postrm remove" "postrm purge"; do
+    DPKG_ROOT=$root sh "$scripts/${call% *}" "${call#* }" || fail "qorserver: $call"
+  done
+  [[ ! -L $wanted ]] || fail "a purge leaves the unit started with the machine"
+else
+  echo "check_packages: maintainer scripts need systemd's tools and root: not run" >&2
+fi
+
 export LD_LIBRARY_PATH=$lib
 for name in qorctl qorserver; do
   "$root/usr/bin/$name" --version || fail "$name --version"
