@@ -226,6 +226,15 @@ std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
   return text.str();
 }
 
+/// From here on connections are taken. Standard output is for the one line that scripts read.
+void announce(const Listener& listener, const MetricsServer* metrics) {
+  const std::string where = textOf(listener.endpoint());
+  const std::string page = metrics == nullptr ? "off" : textOf(metrics->endpoint());
+  log(LogLevel::INFO, "listening", {{"address", where}, {"metrics", page}});
+  std::cout << "listening on " << where << std::endl;
+  serviceManager::ready("listening on " + where + ", metrics " + page);
+}
+
 void run(const CommandLine& line, const ServerConfig& config) {
   setLogLevel(config.logLevel);
   ignoreDeadlySignals();
@@ -257,11 +266,7 @@ void run(const CommandLine& line, const ServerConfig& config) {
   asio::co_spawn(loop, watchLog(loop), asio::detached);
   writer.start();
   listener.start();
-  const std::string where = textOf(listener.endpoint());
-  const std::string metrics = metricsServer ? textOf(metricsServer->endpoint()) : "off";
-  log(LogLevel::INFO, "listening", {{"address", where}, {"metrics", metrics}});
-  std::cout << "listening on " << where << std::endl;
-  serviceManager::ready("listening on " + where + ", metrics " + metrics);
+  announce(listener, metricsServer.get());
   loop.run();
   pool.join();
   writer.finish();
