@@ -6,6 +6,7 @@
 #include <chrono>
 #include <utility>
 
+#include "server/qorLog.h"
 #include "server/qorRefusal.h"
 
 namespace orvix::server {
@@ -65,6 +66,7 @@ asio::awaitable<void> Listener::acceptConnections() {
       continue;
     }
     if (!acceptor_.is_open()) co_return;
+    log(LogLevel::WARNING, "accept_failed", {{"text", error.message()}});
     pause.expires_after(ACCEPT_PAUSE);
     co_await pause.async_wait(asio::use_awaitable);
   }

@@ -19,7 +19,6 @@
 #include "server/qorAccess.h"
 #include "server/qorBackup.h"
 #include "server/qorCollectionStore.h"
-#include "server/qorConfigKeys.h"
 #include "server/qorConnections.h"
 #include "server/qorDataDirectory.h"
 #include "server/qorDispatcher.h"
@@ -29,6 +28,7 @@
 #include "server/qorMetricsText.h"
 #include "server/qorReaders.h"
 #include "server/qorRefusal.h"
+#include "server/qorReload.h"
 #include "server/qorServerOptions.h"
 #include "server/qorServerVersion.h"
 #include "server/qorServiceManager.h"
@@ -54,10 +54,6 @@ void makeToken(const CommandLine& line) {
   const std::string row = Tokens::lineFor(token, line.access());
   if (!line.tokenFromInput()) std::cerr << "token: " << token << std::endl;
   std::cout << row << std::endl;
-}
-
-Tokens tokensOf(const ServerConfig& config) {
-  return config.tokenFile.empty() ? Tokens() : Tokens(std::filesystem::path(config.tokenFile));
 }
 
 /// A file that may not grow and a reader that has left are errors of the call at hand.
@@ -146,63 +142,6 @@ std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const
                std::to_string(writer.queuedRequests()) + " requests wait for the writer";
       });
 }
-
-std::string listOf(const std::vector<std::string>& names) {
-  std::string list;
-  for (const std::string& name : names) list += (list.empty() ? "" : ",") + name;
-  return list;
-}
-
-/// Whatever is wrong with the files leaves everything as it was.
-class Reload {
- public:
-  /// Borrows all, for its whole life.
-  Reload(const CommandLine& line, const ServerConfig& config, Tokens& tokens)
-      : line_(line), config_(config), tokens_(tokens) {}
-
-  void operator()() {
-    serviceManager::reloading();
-    readAgain();
-    serviceManager::reloaded();
-  }
-
- private:
-  void readAgain() {
-    try {
-      const Settings now = line_.settings();
-      for (const std::string& fault : now.faults) {
-        log(LogLevel::ERROR, "reload_refused", {{"text", fault}});
-      }
-      if (now.faults.empty()) apply(now.config);
-    } catch (...) {
-      logFault(LogLevel::ERROR, "reload_refused",
-               currentFault("Reading the settings again failed"));
-    }
-  }
-
-  /// Whether there are tokens at all is settled at start, and so is where they lie: a slip in the
-  /// file must not open the server to everybody.
-  void apply(const ServerConfig& now) {
-    Tokens tokens = tokensOf(config_);
-    const bool sameTokens = tokens == tokens_;
-    const LogLevel before = logLevel();
-    tokens_ = std::move(tokens);
-    setLogLevel(now.logLevel);
-    log(LogLevel::INFO, "reloaded",
-        {{"tokens", tokens_.count()},
-         {"tokens_changed", sameTokens ? "no" : "yes"},
-         {"log_level", nameOf(now.logLevel)},
-         {"log_level_before", nameOf(before)}});
-    std::vector<std::string> waiting = changedKeys(config_, now);
-    std::erase(waiting, "log.level");
-    if (waiting.empty()) return;
-    log(LogLevel::WARNING, "restart_needed", {{"settings", listOf(waiting)}});
-  }
-
-  const CommandLine& line_;
-  const ServerConfig& config_;
-  Tokens& tokens_;
-};
 
 void logStart(const ServerConfig& config, const Limits& limits, const Tokens& tokens) {
   log(LogLevel::INFO, "starting",
