@@ -71,16 +71,19 @@ while read -r file; do
   [[ -s $root$file ]] || fail "the conffile $file is not in the package"
   grep -qF "$file" "$root/usr/lib/systemd/system/qorserver.service" || fail "the unit does not read $file"
 done < "$scripts/conffiles"
-if command -v systemd-sysusers deb-systemd-helper > "$work/none" && [[ $(id -u) == 0 ]]; then
+if command -v systemd-sysusers > "$work/none" && command -v deb-systemd-helper > "$work/none" &&
+  [[ $(id -u) == 0 ]]; then
   wanted=$root/etc/systemd/system/multi-user.target.wants/qorserver.service
-  DPKG_ROOT=$root sh "$scripts/postinst" configure '' || fail "qorserver's postinst"
+  export DPKG_MAINTSCRIPT_PACKAGE=qorserver DPKG_ROOT=$root  # as dpkg --root sets them
+  sh "$scripts/postinst" configure '' || fail "qorserver's postinst"
   grep -q '^qorserver:' "$root/etc/passwd" || fail "the user was not made"
   [[ -L $wanted ]] || fail "the unit is not started with the machine"
-  DPKG_ROOT=$root sh "$scripts/postinst" configure 0.9 || fail "qorserver's postinst on an upgrade"
+  sh "$scripts/postinst" configure 0.9 || fail "qorserver's postinst on an upgrade"
   for call in "prerm remove" "postrm remove" "postrm purge"; do
-    DPKG_ROOT=$root sh "$scripts/${call% *}" "${call#* }" || fail "qorserver: $call"
+    sh "$scripts/${call% *}" "${call#* }" || fail "qorserver: $call"
   done
   [[ ! -L $wanted ]] || fail "a purge leaves the unit started with the machine"
+  unset DPKG_ROOT
 else
   echo "check_packages: maintainer scripts need systemd's tools and root: not run" >&2
 fi
