@@ -6,8 +6,8 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
-          libsodium-dev libspdlog-dev libsystemd-dev libtomlplusplus-dev nlohmann-json3-dev
-          prometheus-cpp-dev)
+          libsodium-dev libspdlog-dev libsystemd-dev libtomlplusplus-dev libxml2-dev
+          nlohmann-json3-dev prometheus-cpp-dev)
 for group in "$@"; do
   case $group in
     test) packages+=(libgtest-dev libgmock-dev locales strace valgrind doxygen abigail-tools clang

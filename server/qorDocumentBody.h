@@ -17,7 +17,8 @@ struct DocumentField {
 struct DocumentBody {
   std::vector<DocumentField> fields;
   std::string_view key;
-  std::string_view content;  ///< empty when the body carried none
+  std::string_view content;    ///< empty when the body carried none
+  bool contentIsText = false;  ///< in UTF-8, whatever the request says of its type
 };
 
 /// Shape: format: u32 = 0, length: u32, { name length: u32, name, value length: u32, value }*

@@ -4,6 +4,7 @@
 #include "server/qorIndexer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "server/qorDocumentTerm.h"
 #include "server/qorLanguages.h"
@@ -11,6 +12,7 @@
 #include "server/qorServerWords.h"
 #include "server/qorSortKey.h"
 #include "server/qorTextDecoder.h"
+#include "server/qorTextExtraction.h"
 
 namespace orvix::server {
 
@@ -20,21 +22,6 @@ namespace {
 constexpr Xapian::termcount FIELD_GAP = 100;
 /// The engine's limit; it counts a zero byte as two.
 constexpr std::size_t MAX_TERM = 245;
-
-bool isTextType(std::string_view type) {
-  const ServerWords& w = words();
-  const std::string_view bare = type.substr(0, type.find(';'));
-  return bare.empty() || bare.starts_with("text/") || bare == w.typeUndefined ||
-         bare == w.typeUnknown || bare == "application/json" || bare == "application/xml";
-}
-
-void checkType(const Properties& properties, const std::string& key) {
-  const std::string_view type = valueOf(properties, key);
-  if (isTextType(type)) return;
-  refuse(MessageId::CONTENT_TYPE_UNSUPPORTED, "The document's type " + inQuotes(type) +
-                                                  " (property " + inQuotes(key) +
-                                                  ") is not text; send plain text, XML or JSON");
-}
 
 void indexField(const DocumentField& field, const TextSettings& settings, FieldRegistry& registry,
                 Xapian::TermGenerator& generator, Xapian::Document& document) {
@@ -68,11 +55,12 @@ void checkTerms(const Xapian::Document& document) {
 }  // namespace
 
 TextSettings textSettingsOf(const Properties& properties, const std::string& collectionLanguage) {
-  checkType(properties, words().mimeType);
-  checkType(properties, words().knownDocumentType);
+  ContentType type = contentTypeOf(properties);
   std::string_view charset = valueOf(properties, words().knownCharset);
   if (charset.empty()) charset = valueOf(properties, words().charset);
-  return {languageOfDocument(properties, collectionLanguage), std::string(charset)};
+  if (charset.empty()) charset = type.charset;
+  std::string name(charset);
+  return {languageOfDocument(properties, collectionLanguage), std::move(name), std::move(type)};
 }
 
 Xapian::Document buildDocument(const DocumentBody& body, const TextSettings& settings,
@@ -85,7 +73,9 @@ Xapian::Document buildDocument(const DocumentBody& body, const TextSettings& set
   generator.set_stemmer(stemmerOf(settings.language));
   generator.set_stemming_strategy(Xapian::TermGenerator::STEM_SOME);
   generator.set_flags(Xapian::TermGenerator::FLAG_CJK_NGRAM);
-  generator.index_text(toUtf8(body.content, settings.charset));
+  generator.index_text(body.contentIsText
+                           ? toUtf8(body.content, {})
+                           : extractText(body.content, settings.type, settings.charset));
   generator.increase_termpos(FIELD_GAP);
   for (const DocumentField& field : body.fields) {
     indexField(field, settings, registry, generator, document);

@@ -40,6 +40,13 @@ bool isWellFormedUtf8(std::string_view bytes) noexcept {
   return status != U_INVALID_CHAR_FOUND;
 }
 
+bool isCharsetKnown(std::string_view charset) {
+  if (charset.empty()) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::LocalUConverterPointer converter(ucnv_open(std::string(charset).c_str(), &status));
+  return U_SUCCESS(status) != 0;
+}
+
 std::string toUtf8(std::string_view bytes, std::string_view charset) {
   const std::string name(charset.empty() ? std::string_view(words().utf8) : charset);
   if (name == words().utf8 && isWellFormedUtf8(bytes)) return std::string(bytes);

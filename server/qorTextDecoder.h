@@ -11,6 +11,9 @@ namespace orvix::server {
 /// Throws: CHARSET_UNKNOWN, naming the charset, when ICU does not know it.
 [[nodiscard]] std::string toUtf8(std::string_view bytes, std::string_view charset);
 
+/// An empty name is none.
+[[nodiscard]] bool isCharsetKnown(std::string_view charset);
+
 [[nodiscard]] bool isWellFormedUtf8(std::string_view bytes) noexcept;
 
 }  // namespace orvix::server
