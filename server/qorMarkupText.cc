@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // libxml2 as a stream of events: no tree is built, and nothing recurses with the document's depth.
-// It reads through a callback, so that the time can be watched within a single tag, too: a tag
-// with very many attributes costs it their square.
+// It reads through a callback, so that the time can be watched within a single tag, too: attributes,
+// given or declared with a default, cost it their square. Of XML it takes that cost at the tag's
+// end, where nobody is asked, so there they are counted as they come in.
 #include "server/qorMarkupText.h"
 
 #include <algorithm>
@@ -23,8 +24,7 @@ namespace orvix::server {
 
 namespace {
 
-constexpr std::time_t MAX_SECONDS = 10;
-constexpr unsigned EVENTS_BETWEEN_LOOKS = 256;
+constexpr unsigned EVENTS_BETWEEN_LOOKS = 16;
 constexpr std::size_t MAX_GROWTH = 4;
 constexpr std::size_t ALWAYS_GRANTED = 64U << 10U;
 constexpr std::string_view XHTML = "http://www.w3.org/1999/xhtml";
@@ -52,14 +52,45 @@ std::time_t processorSeconds() noexcept {
   return now.tv_sec;
 }
 
+/// Counts the attributes of a tag of XML before there is a tag: the signs of equality since its
+/// first bracket, of which it can have no other. Sections of text are passed over, and whatever the
+/// parser has come past.
+class AttributeWatch {
+ public:
+  /// Answers whether there are few enough.
+  bool see(std::string_view piece) noexcept {
+    for (const char c : piece) {
+      ++sinceBracket_;
+      if (c == '<') {
+        *this = {};
+      } else if (sinceBracket_ == 1) {
+        declaration_ = c == '!';
+      } else if (sinceBracket_ == 2 && declaration_ && (c == '[' || c == '-')) {
+        section_ = true;
+      }
+      if (c == '=' && !section_ && ++count_ > MAX_XML_ATTRIBUTES) return false;
+    }
+    return true;
+  }
+  void pass() noexcept { count_ = 0; }
+
+ private:
+  std::size_t sinceBracket_ = 0;
+  unsigned count_ = 0;
+  bool declaration_ = false;
+  bool section_ = false;
+};
+
 /// Collects the text of one document. Its failure is kept and the parser stopped: no exception may
 /// pass through it.
 class Gatherer {
  public:
-  explicit Gatherer(std::string_view source)
+  Gatherer(std::string_view source, bool isXml, unsigned seconds)
       : source_(source),
+        isXml_(isXml),
         longest_(source.size() * MAX_GROWTH + ALWAYS_GRANTED),
-        end_(processorSeconds() + MAX_SECONDS) {}
+        seconds_(seconds),
+        end_(processorSeconds() + seconds) {}
 
   void start(std::string_view name, bool html) {
     if (html && isOneOf(LEFT_OUT, name)) ++leftOut_;
@@ -70,26 +101,30 @@ class Gatherer {
     if (!html || !isOneOf(INLINE, name)) add("\n");
   }
   void enter() {
+    started_ = true;
     if (++depth_ > MAX_XML_DEPTH) {
       fail("has more than " + std::to_string(MAX_XML_DEPTH) + " elements within each other");
     }
   }
   void leave() noexcept { --depth_; }
   void add(std::string_view text) {
+    attributes_.pass();
     if (leftOut_ != 0) return;
     if (text.size() > longest_ - text_.size()) fail("grows beyond measure by its entities");
     text_.append(text);
   }
   void look() {
     if (processorSeconds() >= end_) {
-      fail("takes more than " + std::to_string(MAX_SECONDS) + " seconds of processor time to read");
+      fail("takes more than " + std::to_string(seconds_) + " seconds of processor time to read");
     }
   }
   void lookAtTimes() {
     if (++events_ % EVENTS_BETWEEN_LOOKS == 0) look();
   }
-  int read(char* buffer, int room) noexcept {
+  int read(char* buffer, int room) {
     const std::size_t count = std::min(source_.size(), static_cast<std::size_t>(room));
+    look();
+    if (isXml_) watch(source_.substr(0, count));
     std::memcpy(buffer, source_.data(), count);
     source_.remove_prefix(count);
     return static_cast<int>(count);
@@ -107,13 +142,27 @@ class Gatherer {
   [[nodiscard]] std::string& text() noexcept { return text_; }
 
  private:
+  void watch(std::string_view piece) {
+    before_ += piece.size();
+    if (!started_ && before_ > MAX_XML_PROLOGUE) {
+      fail("has more than " + std::to_string(MAX_XML_PROLOGUE) + " bytes before its first element");
+    }
+    if (!attributes_.see(piece)) {
+      fail("has an element of more than " + std::to_string(MAX_XML_ATTRIBUTES) + " attributes");
+    }
+  }
   [[noreturn]] static void fail(const std::string& what) {
     refuse(MessageId::CONTENT_MALFORMED, "The document's markup " + what);
   }
 
-  std::string_view source_;
+  std::string_view source_;  // what is still to be read
+  bool isXml_;
+  bool started_ = false;    // the first element was seen
+  std::size_t before_ = 0;  // bytes read by then
+  AttributeWatch attributes_;
   std::string text_;
   std::size_t longest_;
+  unsigned seconds_;
   std::time_t end_;
   unsigned events_ = 0;
   unsigned leftOut_ = 0;  // elements that are open and whose text does not count
@@ -142,11 +191,11 @@ void onEvent(void* context, const Work& work) noexcept {
 int onRead(void* context, char* buffer, int room) noexcept {
   auto& gatherer = *static_cast<Gatherer*>(context);
   try {
-    if (!gatherer.failed()) gatherer.look();
+    if (!gatherer.failed()) return gatherer.read(buffer, room);
   } catch (...) {
     gatherer.keepFailure();
   }
-  return gatherer.failed() ? -1 : gatherer.read(buffer, room);
+  return -1;
 }
 
 /// The first fatal one. What the parser quotes of the document is shortened.
@@ -257,9 +306,9 @@ Parser parserFor(xmlParserCtxtPtr made, Gatherer& gatherer) {
 
 }  // namespace
 
-std::string textOfXml(std::string_view utf8) {
+std::string textOfXml(std::string_view utf8, unsigned seconds) {
   prepareLibrary();
-  Gatherer gatherer(utf8);
+  Gatherer gatherer(utf8, true, seconds);
   const Parser parser = parserFor(xmlNewParserCtxt(), gatherer);
   parser->sax->startElementNs = onXmlStart;
   parser->sax->endElementNs = onXmlEnd;
@@ -273,11 +322,11 @@ std::string textOfXml(std::string_view utf8) {
   return std::move(gatherer.text());
 }
 
-std::string textOfHtml(std::string_view utf8) {
+std::string textOfHtml(std::string_view utf8, unsigned seconds) {
   prepareLibrary();
   std::string source(utf8);
   std::replace(source.begin(), source.end(), '\0', ' ');  // it would end the document
-  Gatherer gatherer(source);
+  Gatherer gatherer(source, false, seconds);
   const Parser parser = parserFor(htmlNewParserCtxt(), gatherer);
   parser->sax->startElement = onHtmlStart;
   parser->sax->endElement = onHtmlEnd;
