@@ -36,6 +36,9 @@ struct Limits {
 /// Threads: all of it on the io_context's one thread.
 class Connections {
  public:
+  /// So many documents are read at one time.
+  static constexpr std::size_t EXTRACTORS = 2;
+
   /// Borrows all, for its whole life; the io_context outlives it.
   Connections(asio::io_context& loop, Dispatcher& dispatcher, Writer& writer,
               asio::thread_pool& pool, const Limits& limits);
@@ -55,6 +58,8 @@ class Connections {
   [[nodiscard]] Writer& writer() noexcept { return writer_; }
   [[nodiscard]] Metrics& metrics() noexcept { return metrics_; }
   [[nodiscard]] asio::thread_pool& pool() noexcept { return pool_; }
+  /// For documents whose text takes long to make; searches must not wait for them.
+  [[nodiscard]] asio::thread_pool& extractors() noexcept { return extractors_; }
   [[nodiscard]] const Limits& limits() const noexcept { return limits_; }
   /// Counts the bytes kept of unfinished bodies; answers whether they are within the limit.
   bool account(std::size_t before, std::size_t now) noexcept {
@@ -79,6 +84,7 @@ class Connections {
   std::size_t unfinished_ = 0;
   bool draining_ = false;
   std::chrono::steady_clock::time_point drainedBy_;
+  asio::thread_pool extractors_{EXTRACTORS};  // ends before what it works on
 };
 
 }  // namespace orvix::server

@@ -10,9 +10,11 @@
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "infra/bytes/internal/qorByteReader.h"
+#include "server/qorDocumentBody.h"
 #include "server/qorQueryLimits.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorServerWords.h"
+#include "server/qorTextAhead.h"
 
 namespace orvix::server {
 
@@ -179,6 +181,23 @@ Lane Dispatcher::laneOf(const Frame& request) const {
   return small ? Lane::SHORT : Lane::LONG;
 }
 
+bool Dispatcher::isSlowToRead(const Frame& request) const {
+  const auto kind = kindOf(request);
+  return (kind == kinds::ADD_DOCUMENT || kind == kinds::ASYNC_ADD_DOCUMENT) && !request.fault &&
+         request.admission == Admission::ADMITTED && !request.text &&
+         isReadAhead(context_.filters, request.properties, request.body.size());
+}
+
+void Dispatcher::readAhead(Frame& request) const {
+  if (disagreement(kindOf(request), request)) return;  // refused where it is run
+  try {
+    const DocumentBody body = decodeDocumentBody(request.body);
+    request.text = textAhead(context_.filters, request.properties, body.content);
+  } catch (...) {
+    request.fault = currentFault("Reading the document failed");
+  }
+}
+
 Reply Dispatcher::handle(const Frame& request) {
   Reply reply = begin(request);
   settle({&reply});
@@ -189,6 +208,7 @@ Reply Dispatcher::begin(const Frame& given) {
   if (given.admission == Admission::NOT_SCREENED) {
     Frame screened = given;
     screen(screened);
+    if (isSlowToRead(screened)) readAhead(screened);
     return begin(screened);
   }
   const auto kind = kindOf(given);

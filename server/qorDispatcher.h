@@ -37,6 +37,12 @@ class Dispatcher {
   void screen(Frame& request) const;
   [[nodiscard]] Lane laneOf(const Frame& request) const;
 
+  /// A document whose text takes long to make: it would hold up all others on the writer's thread.
+  [[nodiscard]] bool isSlowToRead(const Frame& request) const;
+  /// Makes that text. A document that cannot be read gets its fault.
+  /// Threads: any.
+  void readAhead(Frame& request) const;
+
   /// Runs the request. A reply with a ticket must go through settle() before it leaves.
   [[nodiscard]] Reply begin(const Frame& request);
   /// Commits what the replies wait for, each collection once, and makes errors of those whose

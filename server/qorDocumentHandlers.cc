@@ -46,6 +46,15 @@ std::string keyToDelete(const Frame& request) {
   return std::string(key);
 }
 
+DocumentBody documentIn(const Frame& request) {
+  DocumentBody body = decodeDocumentBody(request.body);
+  if (request.text) {
+    body.content = *request.text;
+    body.contentIsText = true;
+  }
+  return body;
+}
+
 /// The collection may be gone or another one by now; then there is nothing to forget.
 void forgetOutcomes(ServerContext& context, const std::string& name, std::uint64_t upTo) {
   try {
@@ -65,7 +74,7 @@ std::string whereOf(const Frame& request) {
 Reply addDocument(ServerContext& context, const Frame& request) {
   Collection& collection = collectionOf(context, request);
   Reply reply = successAfterCommit(collection);
-  collection.add(decodeDocumentBody(request.body), request.properties);
+  collection.add(documentIn(request), request.properties);
   return reply;
 }
 
@@ -80,7 +89,7 @@ Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
   Reply reply;
   try {
     Collection& collection = collectionOf(context, request);
-    const DocumentBody body = decodeDocumentBody(request.body);
+    const DocumentBody body = documentIn(request);
     collection.add(body, request.properties);
     collection.outcomes().indexed(std::string(body.key));
   } catch (...) {

@@ -31,12 +31,15 @@ struct Frame {
   std::string body;  ///< whole, or its first KEPT_HEAD bytes when `fault` says it is too large
   std::uint32_t bodyLength = 0;  ///< as announced
   std::size_t headerLength = 0;
+  std::optional<std::string> text;  ///< of a document's content, when it was read ahead
   std::optional<Fault> fault;  ///< set: answer with it (or not at all) and do not obey the request
   bool positionLost = false;   ///< set: nothing after this frame can be understood; close
   Admission admission = Admission::NOT_SCREENED;
 
   /// About the memory that it takes.
-  [[nodiscard]] std::size_t size() const noexcept { return headerLength + body.size(); }
+  [[nodiscard]] std::size_t size() const noexcept {
+    return headerLength + body.size() + (text ? text->size() : 0);
+  }
 };
 
 /// Shape:  { length: u16, header text: u8[length], body: u8[Content-Length] }*

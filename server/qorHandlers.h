@@ -5,12 +5,14 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 #include "server/qorBackup.h"
 #include "server/qorCollectionStore.h"
 #include "server/qorFrameReader.h"
 #include "server/qorReaders.h"
 #include "server/qorReply.h"
+#include "server/qorTextFilter.h"
 
 namespace orvix::server {
 
@@ -19,6 +21,7 @@ struct ServerContext {
   CollectionStore& store;
   Backups& backups;
   Readers& readers;
+  std::vector<TextFilter> filters = {};  ///< for documents that the server does not read itself
 };
 
 using Handler = Reply (*)(ServerContext& context, const Frame& request);

@@ -116,6 +116,9 @@ asio::awaitable<bool> Session::answer(Frame frame) {
   confirmReceipt();
   const RequestRecord record(frame);
   const Lane lane = all_.dispatcher().laneOf(frame);
+  if (lane == Lane::WRITER && all_.dispatcher().isSlowToRead(frame)) {
+    frame = co_await readAhead(std::move(frame));
+  }
   if (lane == Lane::WRITER && isNeverAnswered(frame)) {
     co_await queue(std::move(frame));
     co_return true;
@@ -172,6 +175,24 @@ asio::awaitable<void> Session::awaitQueued(std::size_t bytes) {
 asio::awaitable<void> Session::awaitArrival() {
   std::error_code cancelled;
   co_await arrival_.async_wait(redirect_error(use_awaitable, cancelled));
+}
+
+/// The documents before it are on their way to the writer, those behind it are not read yet: their
+/// order stays.
+asio::awaitable<Frame> Session::readAhead(Frame frame) {
+  accountForBody(frame.size());
+  const auto read = std::make_shared<Frame>(std::move(frame));
+  asio::post(all_.extractors(), [self = shared_from_this(), read] {
+    self->all_.dispatcher().readAhead(*read);
+    asio::post(self->all_.loop(), [self] {
+      self->arrived_.emplace();
+      self->notify();
+    });
+  });
+  while (!arrived_) co_await awaitArrival();
+  arrived_.reset();
+  accountForBody(frames_.keptOfBody());
+  co_return std::move(*read);
 }
 
 asio::awaitable<Reply> Session::onWriter(Frame frame) {

@@ -39,6 +39,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<void> readSome();
   asio::awaitable<bool> answer(Frame frame);
   asio::awaitable<void> queue(Frame frame);
+  asio::awaitable<Frame> readAhead(Frame frame);
   asio::awaitable<Reply> onWriter(Frame frame);
   asio::awaitable<Reply> onPool(Frame frame);
   asio::awaitable<void> write(Reply& reply, bool onPool);
