@@ -31,7 +31,7 @@ std::string expectationOf(const ConfigKey<Settings>& key) {
 }
 
 template std::string expectationOf(const ConfigKey<ServerConfig>& key);
-template std::string expectationOf(const ConfigKey<FilterConfig>& key);
+template std::string expectationOf(const ConfigKey<TextFilter>& key);
 
 std::vector<std::string> changedKeys(const ServerConfig& before, const ServerConfig& now) {
   std::vector<std::string> changed;

@@ -18,7 +18,7 @@ template <class Settings>
 using ConfigSlot =
     std::variant<std::string Settings::*, bool Settings::*, std::uint32_t Settings::*,
                  LogLevel Settings::*, std::vector<std::string> Settings::*,
-                 std::vector<FilterConfig> Settings::*>;
+                 std::vector<TextFilter> Settings::*>;
 
 template <class Settings>
 struct ConfigKey {
@@ -59,14 +59,14 @@ inline constexpr std::array<ConfigKey<ServerConfig>, 11> SERVER_KEYS{{
      "Programs that turn documents of other types into text"},
 }};
 
-inline constexpr std::array<ConfigKey<FilterConfig>, 5> FILTER_KEYS{{
-    {"content_type", &FilterConfig::contentType, 3, 255, "The type, such as \"application/pdf\"",
+inline constexpr std::array<ConfigKey<TextFilter>, 5> FILTER_KEYS{{
+    {"content_type", &TextFilter::contentType, 3, 255, "The type, such as \"application/pdf\"",
      "", true},
-    {"command", &FilterConfig::command, 1, 1000,
+    {"command", &TextFilter::command, 1, 1000,
      "The program, by its whole path, and its arguments", "", true},
-    {"seconds", &FilterConfig::seconds, 1, 3600, "Time for one document"},
-    {"memory_mib", &FilterConfig::memoryMiB, 16, 65536, "Memory that the program may take"},
-    {"output_mib", &FilterConfig::outputMiB, 1, 1024, "Text that it may give"},
+    {"seconds", &TextFilter::seconds, 1, 3600, "Time for one document"},
+    {"memory_mib", &TextFilter::memoryMiB, 16, 65536, "Memory that the program may take"},
+    {"output_mib", &TextFilter::outputMiB, 1, 1024, "Text that it may give"},
 }};
 
 /// What may stand there: "a whole number from 1 to 256".

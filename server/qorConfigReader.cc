@@ -137,7 +137,7 @@ class Walk {
   }
 
   bool take(const toml::node& node, std::uint32_t, std::uint32_t most, const std::string& name,
-            std::vector<FilterConfig>& out) {
+            std::vector<TextFilter>& out) {
     const toml::array* list = node.as_array();
     if (list == nullptr || list->size() > most) return false;
     for (const toml::node& each : *list) {
@@ -148,10 +148,10 @@ class Walk {
     return true;
   }
 
-  void filter(const toml::table& source, const std::string& name, FilterConfig& out) {
+  void filter(const toml::table& source, const std::string& name, TextFilter& out) {
     reading_.places.insert_or_assign(name, placeOf(file_, source.source()));
     table(source, FILTER_KEYS, name + ".", "", out);
-    for (const ConfigKey<FilterConfig>& row : FILTER_KEYS) {
+    for (const ConfigKey<TextFilter>& row : FILTER_KEYS) {
       if (!row.required || source.contains(row.name)) continue;
       fault(source.source(), "the filter has no " + std::string(row.name) +
                                  "; add it: " + expectationOf(row) + ". " + std::string(row.says));

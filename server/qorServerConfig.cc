@@ -84,7 +84,7 @@ class Check {
     }
   }
 
-  void filter(const std::string& name, const FilterConfig& filter) {
+  void filter(const std::string& name, const TextFilter& filter) {
     if (!filter.contentType.empty() && !filtered_.insert(filter.contentType).second) {
       fault(name + ".content_type",
             "there is a filter for " + inQuotes(filter.contentType) + " already; keep one");
@@ -99,6 +99,16 @@ class Check {
       fault(key, "there is no program " + inQuotes(program) + "; install it, or correct the path");
     } else if (::access(program.c_str(), X_OK) != 0) {
       fault(key, inQuotes(program) + " may not be run by this user; see its rights");
+    } else {
+      filterType(name, filter);
+    }
+  }
+
+  void filterType(const std::string& name, const TextFilter& filter) {
+    try {
+      checkTextFilter(filter);
+    } catch (...) {
+      fault(name + ".content_type", currentFault("Reading the filter failed").text);
     }
   }
 

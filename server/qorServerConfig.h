@@ -10,19 +10,9 @@
 #include <vector>
 
 #include "server/qorLog.h"
+#include "server/qorTextFilter.h"
 
 namespace orvix::server {
-
-/// A program that turns documents of one content type into text.
-struct FilterConfig {
-  std::string contentType;           ///< "application/pdf"
-  std::vector<std::string> command;  ///< the program, by its whole path, and its arguments
-  std::uint32_t seconds = 30;        ///< of processor time, and of waiting, for one document
-  std::uint32_t memoryMiB = 512;     ///< that the program may take
-  std::uint32_t outputMiB = 64;      ///< of text that it may give
-
-  [[nodiscard]] bool operator==(const FilterConfig&) const = default;
-};
 
 struct ServerConfig {
   std::string data;  ///< no default
@@ -35,7 +25,7 @@ struct ServerConfig {
   LogLevel logLevel = LogLevel::INFO;
   std::vector<std::string> backupRoots;  ///< folders besides the data directory's own
   std::string metricsListen;             ///< empty: no metrics
-  std::vector<FilterConfig> filters;
+  std::vector<TextFilter> filters;
 };
 
 /// Where a value came from, by the key's full name ("log.level", "filter[0].command"), as it opens a

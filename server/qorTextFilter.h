@@ -2,6 +2,7 @@
 // Programs that turn documents of other types into text: which one a type has, and its text.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,9 +14,11 @@ namespace orvix::server {
 struct TextFilter {
   std::string contentType;           ///< `type/subtype`, `type/*` or `*/*`, in any letter case
   std::vector<std::string> command;  ///< program, absolute or in PROGRAM_FOLDERS, and arguments
-  unsigned seconds = 30;             ///< by the clock, and as much processor time
-  unsigned memoryMiB = 512;          ///< of address space, for each of its processes
-  unsigned outputMiB = 64;           ///< of text
+  std::uint32_t seconds = 30;        ///< by the clock, and as much processor time
+  std::uint32_t memoryMiB = 512;     ///< of address space, for each of its processes
+  std::uint32_t outputMiB = 64;      ///< of text
+
+  [[nodiscard]] bool operator==(const TextFilter&) const = default;
 };
 
 /// The filters' PATH.

@@ -51,7 +51,7 @@ TEST(ConfigReader, TakesEverySetting) {
   EXPECT_EQ(config.logLevel, LogLevel::DEBUG);
   EXPECT_EQ(config.backupRoots, (std::vector<std::string>{"/a", "/b"}));
   EXPECT_EQ(config.metricsListen, "127.0.0.1:2");
-  const std::vector<FilterConfig> filters{{"application/pdf", {"/bin/cat", "", "-"}, 30, 512, 64},
+  const std::vector<TextFilter> filters{{"application/pdf", {"/bin/cat", "", "-"}, 30, 512, 64},
                                           {"a/b", {"/bin/true"}, 1, 16, 1}};
   EXPECT_EQ(config.filters, filters);
   EXPECT_EQ(reading.places.at("backup.roots[1]"), "f:9:27");
@@ -154,8 +154,8 @@ TEST(ConfigExample, ShowsEverySettingWithItsDefault) {
   const std::vector<std::string> withoutDefault{"data", "token_file", "backup.roots",
                                                 "metrics.listen", "filter"};
   EXPECT_EQ(changedKeys(ServerConfig(), shown.config), withoutDefault);
-  const FilterConfig& filter = shown.config.filters.at(0);
-  EXPECT_EQ(filter, (FilterConfig{filter.contentType, filter.command}));
+  const TextFilter& filter = shown.config.filters.at(0);
+  EXPECT_EQ(filter, (TextFilter{filter.contentType, filter.command}));
 }
 
 class ConfigCheck : public ::testing::Test {
