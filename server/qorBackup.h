@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// Takes and restores named backups below the data directory. A backup is a name, never a path.
+// Takes and restores backups: those with a name lie below the data directory, those with a path
+// below the configured roots.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "server/qorBackupRoots.h"
 #include "server/qorCollectionStore.h"
 #include "server/qorDataDirectory.h"
 
@@ -19,14 +22,16 @@ enum class OnExisting : std::uint32_t {
   KEEP = 3      // restore only what is not there
 };
 
-/// Layout: backups/<encoded backup name>/<encoded collection name>/, each a copy of one collection
-///         with its configuration and a list of hashes. A collection's copy is replaced as a whole.
+/// Layout: backups/<encoded backup name>/<encoded collection name>/, or <path>/<encoded collection
+///         name>/, each a copy of one collection with its configuration and a list of hashes. A
+///         collection's copy is replaced as a whole. Below a path it is built beside its place,
+///         as "unfinished", for nothing can be renamed from one file system to another.
 /// Throws: BACKUP_NAME_INVALID, BACKUP_UNKNOWN, BACKUP_DAMAGED, and what the store throws.
 class Backups {
  public:
-  /// Borrows both, for its whole life.
-  Backups(DataDirectory& directory, CollectionStore& store)
-      : directory_(directory), store_(store) {}
+  /// Borrows directory and store, for its whole life.
+  Backups(DataDirectory& directory, CollectionStore& store, BackupRoots roots = {})
+      : directory_(directory), store_(store), roots_(std::move(roots)) {}
 
   /// An empty `collection` means all of them; of a backup of all, the collections that are gone by
   /// the next one stay in it.
@@ -37,12 +42,16 @@ class Backups {
 
  private:
   [[nodiscard]] std::filesystem::path folderOf(std::string_view backup) const;
-  void takeOne(const std::filesystem::path& target, std::string_view collection);
+  void takeInto(const std::filesystem::path& target, std::string_view collection, bool elsewhere);
+  void takeOne(const std::filesystem::path& target, std::string_view collection, bool elsewhere);
+  void restoreFrom(const std::filesystem::path& source, std::string_view collection,
+                   OnExisting onExisting);
   [[nodiscard]] std::vector<std::string> heldBy(const std::filesystem::path& source) const;
   void restoreOne(const std::filesystem::path& source, std::string_view collection);
 
   DataDirectory& directory_;
   CollectionStore& store_;
+  BackupRoots roots_;
 };
 
 }  // namespace orvix::server

@@ -52,7 +52,7 @@ inline constexpr std::array<ConfigKey<ServerConfig>, 11> SERVER_KEYS{{
     {"log.level", &ServerConfig::logLevel, 1, 4, "What is logged: error, warning, info or debug",
      "--log-level"},
     {"backup.roots", &ServerConfig::backupRoots, 0, 100,
-     "Folders in which backups may lie besides the data directory's own"},
+     "Folder below which backups may be placed by their path; may be repeated", "--backup-root"},
     {"metrics.listen", &ServerConfig::metricsListen, 1, MAX_CONFIG_TEXT,
      "HOST:PORT, on a loopback address, that tells metrics over HTTP", "--metrics-listen"},
     {"filter", &ServerConfig::filters, 0, 1000,

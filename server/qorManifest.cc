@@ -54,11 +54,12 @@ std::string fingerprintOf(const fs::path& file) {
   return hexOf(hash) + " " + std::to_string(size);
 }
 
-/// The lock of the engine's writer and the outcomes belong to the running collection.
+/// The lock of the engine's writer and the outcomes belong to the running collection. A link is no
+/// file of a copy: it could lead anywhere.
 bool isPartOfCopy(const fs::directory_entry& entry) {
   const std::string name = entry.path().filename().string();
-  return entry.is_regular_file() && name != "flintlock" && name != Collection::OUTCOMES_FILE &&
-         name != MANIFEST_FILE;
+  return fs::is_regular_file(entry.symlink_status()) && name != "flintlock" &&
+         name != Collection::OUTCOMES_FILE && name != MANIFEST_FILE;
 }
 
 Manifest manifestOf(const fs::path& folder) {

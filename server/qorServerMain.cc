@@ -183,7 +183,7 @@ void run(const CommandLine& line, const ServerConfig& config) {
   logStart(config, limits, tokens);
   DataDirectory directory(config.data);
   CollectionStore store(directory);
-  Backups backups(directory, store);
+  Backups backups(directory, store, BackupRoots(config.backupRoots, config.data));
   Readers readers(store, directory.board());
   ServerContext context{store, backups, readers, config.filters};
   Dispatcher dispatcher(context, tokens, config.readOnly);

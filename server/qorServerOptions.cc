@@ -41,9 +41,13 @@ CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, LogLevel& va
       ->check(CLI::IsMember(names));
 }
 
-/// Lists are for the file only.
-template <class List>
-CLI::Option* add(CLI::App&, const ConfigKey<ServerConfig>&, std::vector<List>&) {
+CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key,
+                 std::vector<std::string>& values) {
+  return app.add_option(key.option, values, std::string(key.says))->take_all()->expected(1);
+}
+
+/// Filters are for the file only.
+CLI::Option* add(CLI::App&, const ConfigKey<ServerConfig>&, std::vector<TextFilter>&) {
   return nullptr;
 }
 

@@ -127,8 +127,8 @@ std::string Soak::lineFor(const char* token) const {
 /// The shell adds what the options are missing and becomes the server.
 bool Soak::start() {
   const std::string words = "exec \"$0\" \"$@\" --idle-timeout 15 --token-file '" +
-                            (folder_ / "tokens").string() + "' 2>>'" + (folder_ / "log").string() +
-                            "'";
+                            (folder_ / "tokens").string() + "' --backup-root '" + folder_.string() +
+                            "' 2>>'" + (folder_ / "log").string() + "'";
   server_ = std::make_unique<WatchedServer>(settings_.program, (folder_ / "data").string(),
                                             std::vector<std::string>{"sh", "-c", words});
   if (server_->port() == 0) {
@@ -280,9 +280,11 @@ void Soak::watch() {
   }
 }
 
-/// Everything into one backup, away with it, and back.
+/// Everything into one backup outside the data directory, away with it, and back.
 void Soak::compareRestored() {
-  const Pairs where{{comm::StaticDefs::PARAM_COLLECTION_DIR, u"everything"}};
+  const std::string outside = (folder_ / "outside" / "everything").string();
+  const Pairs where{
+      {comm::StaticDefs::PARAM_COLLECTION_DIR, icu::UnicodeString::fromUTF8(outside)}};
   if (!caller_.ask(Request::BACKUP, "", where).done()) world_.wrong("the last backup failed");
   for (const Owned& owned : owned_) {
     if (!caller_.ask(Request::DROP_COLLECTION, owned.name).done()) world_.wrong("a drop failed");
