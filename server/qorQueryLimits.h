@@ -30,19 +30,23 @@ class QueryTooLong {};
 /// made.
 class Stopwatch {
  public:
-  explicit Stopwatch(std::chrono::milliseconds limit);
-  /// Looks at the clock now and then only.
+  /// Reading the clock takes longer than most steps.
+  explicit Stopwatch(std::chrono::milliseconds limit, unsigned stepsALook = 256);
+  /// Looks at the clock with every so many steps only.
   void step();
 
  private:
   std::chrono::nanoseconds end_;
+  unsigned stepsALook_;
   unsigned steps_ = 0;
 };
 
 /// The query, but matching throws QueryTooLong at its time's end. Changes neither which documents
-/// match nor their order or weights, but for the engine's percentages.
+/// match nor their order or weights, but for the engine's percentages. A light query is asked about
+/// as it passes some document numbers, any other at every candidate, before the places of its words
+/// are looked at.
 [[nodiscard]] Xapian::Query withTimeLimit(const Xapian::Query& query,
-                                          std::chrono::milliseconds limit);
+                                          std::chrono::milliseconds limit, bool light);
 
 /// The same for a match whose percentages count and whose estimates do not: a decider that takes
 /// all. It is not asked about documents that only the places of their words rule out, so it may

@@ -158,17 +158,21 @@ void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
 std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options) {
   Xapian::MultiValueKeyMaker keys;
   Xapian::Enquire enquire(view.database);
-  const PatientDecider decider(TIME_LIMIT);
+  std::optional<PatientDecider> decider;  // making one asks for the time
   const Xapian::Query query =
       parseQuery(view.database, view.fields, options.query, options.language);
-  enquire.set_query(options.normalized ? query : withTimeLimit(query, TIME_LIMIT));
+  if (options.normalized) {
+    decider.emplace(TIME_LIMIT);
+    enquire.set_query(query);
+  } else {
+    enquire.set_query(withTimeLimit(query, TIME_LIMIT, isLightQuery(options.query)));
+  }
   enquire.set_weighting_scheme(weighting());
   const Xapian::doccount documents = view.database.get_doccount();
   setOrder(enquire, keys, options, view.fields, documents == 0);
   const Xapian::doccount start = std::min(options.start, documents);
-  const Xapian::MSet matches =
-      enquire.get_mset(start, std::min(options.wanted, documents - start), 0, nullptr,
-                       options.normalized ? &decider : nullptr);
+  const Xapian::MSet matches = enquire.get_mset(start, std::min(options.wanted, documents - start),
+                                                0, nullptr, decider ? &*decider : nullptr);
   std::vector<Hit> hits;
   hits.reserve(matches.size());
   for (auto match = matches.begin(); match != matches.end(); ++match) {
@@ -246,8 +250,8 @@ Estimate estimateMatches(Readers& readers, std::string_view collection, const Pr
     const std::string language = languageOfQuery(request, view->config.language);
     return judgingQuery(query, [&] {
       Xapian::Enquire enquire(view->database);
-      enquire.set_query(
-          withTimeLimit(parseQuery(view->database, view->fields, query, language), TIME_LIMIT));
+      enquire.set_query(withTimeLimit(parseQuery(view->database, view->fields, query, language),
+                                      TIME_LIMIT, isLightQuery(query)));
       const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
       return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
                       view->database.get_doccount()};
