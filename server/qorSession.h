@@ -8,6 +8,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "server/qorConnections.h"
 #include "server/qorFrameReader.h"
@@ -43,8 +45,9 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<Reply> onWriter(Frame frame);
   asio::awaitable<Reply> onPool(Frame frame);
   asio::awaitable<void> write(Reply& reply, bool onPool);
-  asio::awaitable<void> nextPiece(Reply& reply, std::string& piece, bool onPool, bool& more);
-  asio::awaitable<void> writePiece(const std::string& piece);
+  asio::awaitable<bool> nextOnPool(Reply& reply, std::string& piece);
+  std::size_t writeAtOnce(std::string_view piece);
+  asio::awaitable<void> writeRest(std::string_view rest);
   asio::awaitable<void> closeGently();
   asio::awaitable<void> awaitArrival();
   asio::awaitable<void> awaitQueued(std::size_t bytes);
