@@ -14,8 +14,9 @@ namespace orvix::server {
 namespace {
 
 constexpr std::size_t LIGHT_QUERY = 200;  // bytes
-/// Of a light query this many candidates take some tens of milliseconds at most.
-constexpr Xapian::docid WIDE_STEP = 8192;
+/// Two such steps, which are what lies between two looks, take a light query some tens of
+/// milliseconds at most.
+constexpr Xapian::docid WIDE_STEP = 4096;
 
 bool isBlank(char byte) noexcept { return static_cast<unsigned char>(byte) <= 0x20; }
 
@@ -58,7 +59,7 @@ std::chrono::nanoseconds processorTime() noexcept {
 class Watch : public Xapian::PostingSource {
  public:
   Watch(std::chrono::milliseconds limit, Xapian::docid step)
-      : watch_(step == 1 ? Stopwatch(limit) : Stopwatch(limit, 1)), step_(step) {}
+      : watch_(step == 1 ? Stopwatch(limit) : Stopwatch(limit, 2)), step_(step) {}
 
   Xapian::doccount get_termfreq_min() const override { return documents_; }
   Xapian::doccount get_termfreq_est() const override { return documents_; }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Searches and estimates. The hits are counted and ordered at once; their keys are read page by
 // page as the connection takes them.
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "server/qorHandlers.h"
@@ -14,6 +16,8 @@ namespace orvix::server {
 namespace {
 
 constexpr std::size_t PIECE = 64U << 10U;
+/// Hits whose keys are read and held together: some kilobytes, a few megabytes of the longest.
+constexpr std::size_t PAGE = 256;
 
 class HitStream : public ReplyStream {
  public:
@@ -34,8 +38,10 @@ class HitStream : public ReplyStream {
 
  private:
   void putNext(std::string& out) {
+    const std::size_t inPage = next_ % PAGE;
+    if (inPage == 0) keys_ = run_.keysFrom(next_, PAGE);
+    const std::string& key = keys_[inPage];
     const Hit& hit = run_.hits()[next_++];
-    const std::string key = run_.keyOf(hit);
     if (key.empty()) return;  // deleted since; an empty record would end the stream
     if (scoreWanted_) {
       putScoredHit(out, static_cast<double>(hit.score), key);
@@ -47,6 +53,7 @@ class HitStream : public ReplyStream {
   SearchRun run_;
   bool scoreWanted_;
   std::size_t next_ = 0;
+  std::vector<std::string> keys_;  // of the page that next_ is in
 };
 
 bool isScoreWanted(const Properties& wishes) {

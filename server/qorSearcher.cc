@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -214,6 +215,19 @@ SearchOptions searchOptionsOf(const Properties& request, const CollectionView& c
   options.unsorted = sort == w.unsorted;
   if (!options.unsorted && sort != w.sortByScore) options.sortField = splitFieldName(sort).bare;
   return options;
+}
+
+/// Reads in the order of the documents' numbers: neighbours share a block, which is read once then.
+std::vector<std::string> SearchRun::keysFrom(std::size_t first, std::size_t count) {
+  std::vector<std::size_t> order(std::min(count, hits_.size() - first));
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const auto documentAt = [this, first](std::size_t at) { return hits_[first + at].document; };
+  std::sort(order.begin(), order.end(), [&](std::size_t left, std::size_t right) {
+    return documentAt(left) < documentAt(right);
+  });
+  std::vector<std::string> keys(order.size());
+  for (const std::size_t at : order) keys[at] = keyOf(hits_[first + at]);
+  return keys;
 }
 
 std::string SearchRun::keyOf(const Hit& hit) {

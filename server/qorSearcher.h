@@ -40,10 +40,13 @@ class SearchRun {
       : view_(std::move(view)), hits_(std::move(hits)) {}
 
   [[nodiscard]] const std::vector<Hit>& hits() const noexcept { return hits_; }
-  /// The key of a hit; empty when its document was deleted meanwhile.
-  [[nodiscard]] std::string keyOf(const Hit& hit);
+  /// The keys of some hits from the `first` on, in their order; empty where a document was deleted
+  /// meanwhile.
+  [[nodiscard]] std::vector<std::string> keysFrom(std::size_t first, std::size_t count);
 
  private:
+  [[nodiscard]] std::string keyOf(const Hit& hit);
+
   Readers::Lease view_;
   std::vector<Hit> hits_;
 };

@@ -259,6 +259,20 @@ TEST_F(Search, EstimateStatesMatchesBoundAndDocuments) {
   EXPECT_EQ(records[0], std::string("\0\0\0\x03\0\0\0\x04\0\0\0\x03", 12));
 }
 
+TEST_F(Search, ManyHitsKeepTheirOrderAcrossThePagesTheirKeysAreReadIn) {
+  constexpr int COUNT = 600;
+  Keys expected(COUNT);
+  for (int i = 0; i < COUNT; ++i) {
+    const int rank = i * 7 % COUNT;
+    const std::string key = std::to_string(i);
+    expected[static_cast<std::size_t>(rank)] = key;
+    ask("asyncAddDocument", {{"index", "c"}},
+        testing::documentOf(key, "word", {{"[sortable]n", std::to_string(rank)}}));
+  }
+  ask("updateIndex", {{"index", "c"}});
+  EXPECT_EQ(find("word", {{"sortField", "n"}}), expected);
+}
+
 TEST_F(Search, AStreamOutlivesCommitsAndDeletions) {
   const int count = 5000;
   for (int i = 0; i < count; ++i) {
