@@ -57,6 +57,16 @@ constexpr std::array<Row, 22> HANDLERS{{
     {kinds::COLLECTION_STATUS, collectionStatus, Place::WRITER},
 }};
 
+/// The action of each kind. Kinds are asked for several times a request, and texts of known lengths
+/// are soon compared.
+constexpr auto ACTIONS = [] {
+  std::array<std::string_view, comm::detail::REQUEST_KINDS.size()> actions;
+  for (const comm::detail::RequestKind& row : comm::detail::REQUEST_KINDS) {
+    if (row.pathWord != nullptr) actions[row.kind] = row.pathWord;
+  }
+  return actions;
+}();
+
 /// Searches in collections of up to this many documents take about as long as a switch of threads.
 constexpr Xapian::doccount SMALL_COLLECTION = 20000;
 
@@ -138,14 +148,14 @@ Fault unknownAction(const Frame& request) {
 
 std::optional<std::uint32_t> kindOf(const Frame& request) noexcept {
   const std::string_view action = valueOf(request.properties, words().action);
-  const bool scalar = valueOf(request.properties, words().mode) == words().scalar;
-  for (const comm::detail::RequestKind& row : comm::detail::REQUEST_KINDS) {
-    if (row.pathWord == nullptr || action != row.pathWord) continue;
-    if (row.kind == kinds::STREAM_SEARCH && scalar) return kinds::SCALAR_SEARCH;
-    if (row.kind == kinds::ASYNC_ADD_DOCUMENT && isTerminator(request)) return kinds::LAST_DOC_SENT;
-    return row.kind;
+  const auto found = std::find(ACTIONS.begin(), ACTIONS.end(), action);
+  if (action.empty() || found == ACTIONS.end()) return std::nullopt;
+  const auto kind = static_cast<std::uint32_t>(found - ACTIONS.begin());
+  if (kind == kinds::STREAM_SEARCH && valueOf(request.properties, words().mode) == words().scalar) {
+    return kinds::SCALAR_SEARCH;
   }
-  return std::nullopt;
+  if (kind == kinds::ASYNC_ADD_DOCUMENT && isTerminator(request)) return kinds::LAST_DOC_SENT;
+  return kind;
 }
 
 void Dispatcher::screen(Frame& request) const {
