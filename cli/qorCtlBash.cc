@@ -47,10 +47,8 @@ void writeCommandSearch(std::ostream& out) {
   out << "  command=${plain[0]-}\n"
          "  plain=(\"${plain[@]:1}\")\n"
          "  case \"$command ${plain[0]-}\" in\n";
-  for (const CommandRow& row : commandTable()) {
-    if (row.group == nullptr || row.name[0] == '\0') continue;
-    out << "    '" << commandName(row) << "') command='" << commandName(row)
-        << "'; plain=(\"${plain[@]:1}\") ;;\n";
+  for (const std::string& name : groupedCommands()) {
+    out << "    '" << name << "') command='" << name << "'; plain=(\"${plain[@]:1}\") ;;\n";
   }
   out << "  esac\n";
 }
@@ -67,14 +65,7 @@ void writeValue(std::ostream& out, const std::string& pattern, Values values) {
 
 void writeOptionValues(std::ostream& out) {
   out << "  case \"$command $previous\" in\n";
-  for (const OptionRow* option : globalOptions()) {
-    writeValue(out, std::string("*' ") + option->name + "'", option->values);
-  }
-  for (const CommandRow& row : commandTable()) {
-    for (const OptionRow* option : ownOptions(row)) {
-      writeValue(out, '\'' + commandName(row) + ' ' + option->name + '\'', option->values);
-    }
-  }
+  for (const OptionPlace& place : optionPlaces()) writeValue(out, place.pattern, place.values);
   // A value of any kind: nothing to offer.
   for (const std::string& name : valuedOptions()) out << "    *' " << name << "') return ;;\n";
   out << "    *) _qorctl_argument ;;\n"

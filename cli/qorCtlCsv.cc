@@ -5,13 +5,9 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/qorCtlText.h"
+
 namespace orvix::ctl {
-
-namespace {
-
-constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
-
-}  // namespace
 
 std::optional<CsvRow> CsvReader::next() {
   std::uint64_t blankBytes = 0;

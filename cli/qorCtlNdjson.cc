@@ -16,8 +16,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
-
 /// A line that is no document; the text says why.
 struct BadLine {
   std::string why;

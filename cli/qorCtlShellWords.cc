@@ -45,6 +45,27 @@ std::vector<const OptionRow*> positionals(const CommandRow& command) {
       [&](const OptionRow& row) { return isOwnOption(row, command) && isPositional(row); });
 }
 
+std::vector<OptionPlace> optionPlaces() {
+  std::vector<OptionPlace> places;
+  for (const OptionRow* option : globalOptions()) {
+    places.push_back({std::string("*' ") + option->name + "'", option->values});
+  }
+  for (const CommandRow& row : commandTable()) {
+    for (const OptionRow* option : ownOptions(row)) {
+      places.push_back({'\'' + commandName(row) + ' ' + option->name + '\'', option->values});
+    }
+  }
+  return places;
+}
+
+std::vector<std::string> groupedCommands() {
+  std::vector<std::string> names;
+  for (const CommandRow& row : commandTable()) {
+    if (row.group != nullptr && row.name[0] != '\0') names.push_back(commandName(row));
+  }
+  return names;
+}
+
 std::vector<std::string> valuedOptions() {
   std::vector<std::string> names;
   for (const OptionRow& row : optionTable()) {

@@ -26,6 +26,17 @@ struct Candidate {
 /// Arguments by position.
 [[nodiscard]] std::vector<const OptionRow*> positionals(const CommandRow& command);
 
+/// Where a value is typed: the command and the option before it, as a shell's `case` quotes them.
+struct OptionPlace {
+  std::string pattern;
+  Values values;
+};
+/// Those of all commands first, behind any command; then each command's own.
+[[nodiscard]] std::vector<OptionPlace> optionPlaces();
+
+/// The commands that are two words.
+[[nodiscard]] std::vector<std::string> groupedCommands();
+
 /// All options with dashes that take a value, each once.
 [[nodiscard]] std::vector<std::string> valuedOptions();
 

@@ -27,10 +27,8 @@ void appendUtf8(std::string& out, UChar32 c) { icu::UnicodeString(c).toUTF8Strin
 bool isControl(UChar32 c) noexcept { return c < 0x20 || (c >= 0x7f && c < 0xa0); }
 
 void appendEscaped(std::string& out, UChar32 c) {
-  constexpr char HEX[] = "0123456789abcdef";
   out += "\\x";
-  out += HEX[(c >> 4) & 0xf];
-  out += HEX[c & 0xf];
+  appendHex(out, static_cast<unsigned char>(c));
 }
 
 std::size_t widthOf(UChar32 c) noexcept {
@@ -83,6 +81,12 @@ std::string_view fittingPart(std::string_view utf8, std::size_t columns) noexcep
     if (width > columns) break;
   }
   return utf8.substr(0, width > columns ? end : utf8.size());
+}
+
+void appendHex(std::string& out, unsigned char byte) {
+  constexpr char DIGITS[] = "0123456789abcdef";
+  out += DIGITS[byte >> 4U];
+  out += DIGITS[byte & 0xfU];
 }
 
 std::string printable(std::string_view text) {

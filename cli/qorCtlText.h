@@ -11,6 +11,9 @@
 
 namespace orvix::ctl {
 
+/// May stand before a text and is none of it.
+inline constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+
 [[nodiscard]] bool isUtf8(std::string_view bytes) noexcept;
 [[nodiscard]] icu::UnicodeString toUnicode(std::string_view utf8);
 [[nodiscard]] std::string toUtf8(const icu::UnicodeString& text);
@@ -21,6 +24,9 @@ namespace orvix::ctl {
 /// The text with control characters as \xNN, so that a key or a message cannot steer the terminal,
 /// and with bytes that are not UTF-8 as U+FFFD.
 [[nodiscard]] std::string printable(std::string_view text);
+
+/// Two hexadecimal digits.
+void appendHex(std::string& out, unsigned char byte);
 
 /// As much of UTF-8 text as fits into so many columns.
 [[nodiscard]] std::string_view fittingPart(std::string_view utf8, std::size_t columns) noexcept;

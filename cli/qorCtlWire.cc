@@ -23,13 +23,10 @@ constexpr std::size_t MAX_CAPTURE_BYTES = std::size_t{128} << 20U;
 constexpr std::size_t BYTES_PER_LINE = 16;
 
 std::string hexText(std::string_view bytes, const char* between) {
-  constexpr char DIGITS[] = "0123456789abcdef";
   std::string text;
   for (const char byte : bytes) {
-    const auto value = static_cast<unsigned char>(byte);
     if (!text.empty()) text += between;
-    text += DIGITS[value >> 4U];
-    text += DIGITS[value & 0xfU];
+    appendHex(text, static_cast<unsigned char>(byte));
   }
   return text;
 }

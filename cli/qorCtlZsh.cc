@@ -52,10 +52,8 @@ void writeStart(std::ostream& out) {
          "  command=${plain[1]}\n"
          "  shift plain 2>/dev/null\n"
          "  case \"$command ${plain[1]}\" in\n";
-  for (const CommandRow& row : commandTable()) {
-    if (row.group == nullptr || row.name[0] == '\0') continue;
-    out << "    ('" << commandName(row) << "') command='" << commandName(row)
-        << "'; shift plain ;;\n";
+  for (const std::string& name : groupedCommands()) {
+    out << "    ('" << name << "') command='" << name << "'; shift plain ;;\n";
   }
   out << "  esac\n";
 }
@@ -72,14 +70,7 @@ void writeValue(std::ostream& out, const std::string& pattern, Values values) {
 
 void writeOptionValues(std::ostream& out) {
   out << "  case \"$command $previous\" in\n";
-  for (const OptionRow* option : globalOptions()) {
-    writeValue(out, std::string("*' ") + option->name + "'", option->values);
-  }
-  for (const CommandRow& row : commandTable()) {
-    for (const OptionRow* option : ownOptions(row)) {
-      writeValue(out, '\'' + commandName(row) + ' ' + option->name + '\'', option->values);
-    }
-  }
+  for (const OptionPlace& place : optionPlaces()) writeValue(out, place.pattern, place.values);
   for (const std::string& name : valuedOptions()) out << "    (*' " << name << "') return ;;\n";
   out << "  esac\n";
 }
