@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What one request, one document and one hit cost in heap allocations and in instructions. The first
-// is counted here; for the second this runs under callgrind, which counts between marks: each part
-// once with REPEATS and once with twice as many, so that what is done once falls out.
+// What one request, one document and one hit cost in heap allocations and in instructions. The
+// first is counted here; for the second this runs under callgrind, which counts between marks: each
+// part once with REPEATS and once with twice as many, so that what is done once falls out.
 // Usage: qor-budget --allocations   prints "name number" for each part
 //        qor-budget --instructions  leaves a dump for each part, "name repeats" its trigger
 #include <cstdio>

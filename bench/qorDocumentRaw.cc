@@ -13,7 +13,7 @@ namespace orvix::bench {
 
 namespace {
 
-// A content of more than PIECE is written in pieces of it, all but HEAD bytes that go with the frame.
+// More content than PIECE is written in pieces of it, all but HEAD bytes that go with the frame.
 constexpr std::size_t PIECE = 10'000;
 constexpr std::size_t HEAD = 5'000;
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one door from the benchmarks to the insides of the library: a reply's parser without a socket,
-// and a request's message without a send. It stands in the library that the benchmarks link, which
-// is otherwise built like libqorcomm.so.
+// The one door from the benchmarks to the insides of the library: a reply's parser without a
+// socket, and a request's message without a send. It stands in the library that the benchmarks
+// link, which is otherwise built like libqorcomm.so.
 #pragma once
 
 #include <cstddef>

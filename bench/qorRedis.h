@@ -15,8 +15,8 @@ struct FreeRedisReply {
 };
 using RedisReply = std::unique_ptr<redisReply, FreeRedisReply>;
 
-/// Runs redis-server on a free loopback port without persistence, in a folder that goes with it, and
-/// one client connection.
+/// Runs redis-server on a free loopback port without persistence, in a folder that goes with it,
+/// and one client connection.
 class Redis {
  public:
   explicit Redis(int core);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The contenders by name, the figures that set them against each other, and the rounds in which they
-// run.
+// The contenders by name, the figures that set them against each other, and the rounds
+// in which they run.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The payloads that all contenders carry: the search and its ten hits, documents, long lists of hits.
+// The payloads that all contenders carry: the search and its ten hits, documents, long lists
+// of hits.
 #pragma once
 
 #include <cstddef>

@@ -8,7 +8,7 @@
 namespace orvix::ctl {
 
 /// Takes one connection on a port of the system's choice. It closes its own direction at once, so
-/// that a client that waits for a reply learns that there is none, and reads to the end of the other.
+/// that a client that waits for a reply learns that there is none, and reads the other to its end.
 /// Throws: CtlFailure INTERNAL when there is no loopback to listen on.
 /// Threads: one of its own, which ends with the connection or after the time-out.
 class CaptureSocket {

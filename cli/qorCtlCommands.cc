@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The table of commands and their functions, and those functions that are a request and little more.
+// The table of commands and their functions, and those functions that are little
+// more than a request.
 #include "cli/qorCtlCommands.h"
 
 #include <cstdint>

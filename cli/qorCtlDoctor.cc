@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Checks that build on each other, from the host's name to the collection: the first that fails ends
-// the row, for those behind it could only fail for the same reason.
+// Checks that build on each other, from the host's name to the collection: the first that fails
+// ends the row, for those behind it could only fail for the same reason.
 #include <chrono>
 #include <cmath>
 #include <cstdio>

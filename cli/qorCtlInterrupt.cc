@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The handler writes into a pipe that every wait also watches: a signal between a check and a wait is
-// not lost.
+// The handler writes into a pipe that every wait also watches: a signal between a check and a wait
+// is not lost.
 #include "cli/qorCtlInterrupt.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Ctrl-C as a wish to end in good order. Process-wide state: a signal knows no object. Only commands
-// that can end half-way and still say what they did ask for it.
+// Ctrl-C as a wish to end in good order. Process-wide state: a signal knows no object. Only
+// commands that can end half-way and still say what they did ask for it.
 #pragma once
 
 namespace orvix::ctl::interrupt {

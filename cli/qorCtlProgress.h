@@ -22,8 +22,8 @@ struct ProgressCounts {
 [[nodiscard]] std::string progressLine(const ProgressCounts& counts, std::uint64_t totalBytes,
                                        std::chrono::duration<double> elapsed, std::size_t columns);
 
-/// Draws at most ten times a second, no wider than the terminal, and nothing when it is off. Borrows
-/// the stream.
+/// Draws at most ten times a second, no wider than the terminal, and nothing when it is off.
+/// Borrows the stream.
 class Progress {
  public:
   Progress(std::ostream& out, bool on, std::uint64_t totalBytes);

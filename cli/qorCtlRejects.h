@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The documents that a load did not get in, as an NDJSON file that can be loaded again with the same
-// options: every column under its own name, and the reason beside them.
+// The documents that a load did not get in, as an NDJSON file that can be loaded again with the
+// same options: every column under its own name, and the reason beside them.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The table. Its first rows are kept back to see how wide the columns have to be; later rows that are
-// wider still widen what follows them.
+// The table. Its first rows are kept back to see how wide the columns have to be; later rows that
+// are wider still widen what follows them.
 #include <algorithm>
 #include <utility>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Keeps a text index for a table: one document for each row, under the row's key, with two columns as
-// fields. Usage: indexing PORT
+// Keeps a text index for a table: one document for each row, under the row's key, with two columns
+// as fields. Usage: indexing PORT
 #include <cstdlib>
 #include <cstring>
 #include <iostream>

@@ -15,7 +15,7 @@
 namespace orvix::comm {
 
 /// Search hits. Owns the records and their raw key bytes; copies are deep.
-/// Threads: one at a time, for reading too: a hit makes its key's text when it is first asked for it.
+/// Threads: one at a time, for reading too: a hit makes its key's text when first asked for it.
 /// Loop: while (list.hasMore()) use(list.getNext());
 class QORCOMM_EXPORT SearchResponse : public RecordCursor<SearchResult> {
  public:

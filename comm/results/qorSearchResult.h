@@ -21,8 +21,8 @@ struct HitAccess;
 /// A hit: score, document key, and the key's bytes as the server sent them.
 /// Shape:   { score: u16 in thousandths }? (status 5 only), key bytes.
 /// Borrows: the raw key bytes, when it came with a reply or was copied from such a hit: they belong
-///          to the SearchResponse and are valid until that list is reset or destroyed. A record that
-///          was given its bytes itself (setRawKey, adoptRawKey, decode) must be released by
+///          to the SearchResponse and are valid until that list is reset or destroyed. A record
+///          that was given its bytes itself (setRawKey, adoptRawKey, decode) must be released by
 ///          releaseRawKey(), unless it was added to a list, which takes them over. Its copies only
 ///          name them.
 /// Threads: one at a time, for reading too: the key text is made when it is first asked for.
@@ -40,7 +40,7 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   void postParse() override;
 
   [[nodiscard]] double getScore() const { return score_; }
-  /// The document key as text: "base64:" and its bytes in Base64, or the "URI" of a property record.
+  /// The document key as text: "base64:" and its bytes in Base64, or a property record's "URI".
   /// Lives as long as the record. Throws NLSException or bad_alloc when memory for it runs out.
   [[nodiscard]] const icu::UnicodeString& getKey() const;
   [[nodiscard]] const unsigned char* getRawKey() const { return rawKey_; }
@@ -63,8 +63,8 @@ class QORCOMM_EXPORT SearchResult : public GenRespRecord {
   void makeKey() const;
   void setKey(const icu::UnicodeString& text) const;
 
-  // The key's text stands in `key_`, or is empty when that is null; or it is due: then it is that of
-  // the raw key, which is borrowed, and is made when it is asked for.
+  // The key's text stands in `key_`, or is empty when that is null; or it is due: then it is that
+  // of the raw key, which is borrowed, and is made when it is asked for.
   double score_ = 0.0;
   mutable std::unique_ptr<icu::UnicodeString> key_;
   unsigned char* rawKey_ = nullptr;

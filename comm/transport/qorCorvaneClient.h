@@ -31,7 +31,7 @@ class QORCOMM_EXPORT CorvaneClient {
   /// Keep the connection open between requests. Takes effect at the next request.
   void usePeristentConnection(bool persistent);  // Kept: callers link to this spelling.
   /// Gather small requests that expect no reply and write them together: at 50 requests, 10000
-  /// bytes, a large document, or the end of a batch. Only then does it show that the server has gone.
+  /// bytes, a large document, or the end of a batch. Only then it shows that the server has gone.
   /// What is still gathered when the client is destroyed is lost: end a batch with LAST_DOC_SENT,
   /// then ask for its outcome. Meant for a persistent connection: another one is opened for every
   /// request, gathered or not.

@@ -10,8 +10,8 @@ namespace orvix::oss {
 
 namespace {
 
-/// What a large block takes: whole large pages, of the system's own, so that nothing of the host's heap
-/// is marked or split.
+/// What a large block takes: whole large pages, of the system's own, so that nothing of the host's
+/// heap is marked or split.
 constexpr std::size_t roundedUp(std::size_t size) {
   return (size + LARGE_BLOCK - 1) / LARGE_BLOCK * LARGE_BLOCK;
 }

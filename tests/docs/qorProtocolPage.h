@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The examples of docs/protocol.md: a comment "<!-- bytes: request NAME -->" or "<!-- bytes: reply NAME -->"
-// and a block of rows below it, each with hexadecimal bytes, two blanks and what they say. Where that
-// begins with a quotation mark, it is their text.
+// The examples of docs/protocol.md: a comment "<!-- bytes: request NAME -->" or "<!-- bytes: reply
+// NAME -->" and a block of rows below it, each with hexadecimal bytes, two blanks and what they
+// say. Where that begins with a quotation mark, it is their text.
 #pragma once
 
 #include <fstream>

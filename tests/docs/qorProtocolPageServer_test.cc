@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The companion server, given the requests of docs/protocol.md one after the other, answers what the page
-// shows.
+// The companion server, given the requests of docs/protocol.md one after the other, answers what
+// the page shows.
 #include <fstream>
 
 #include "tests/docs/qorProtocolPage.h"

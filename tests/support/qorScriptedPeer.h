@@ -71,8 +71,9 @@ class ScriptedPeer {
   [[nodiscard]] std::size_t connections() const;
   /// Every byte that came over a connection.
   [[nodiscard]] std::string received(std::size_t connection) const;
-  /// Waits for a connection, which is still open, and for what the client has written to it. Returns the TCP segments
-  /// with data: one per write of the client, as long as the writes are few and below 64 KiB.
+  /// Waits for a connection, which is still open, and for what the client has written to it.
+  /// Returns the TCP segments with data: one per write of the client, as long as the writes are few
+  /// and below 64 KiB.
   [[nodiscard]] unsigned int segments(std::size_t connection);
 
  private:

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// torture-guest: the library inside a process that is not its own. A host that does not link it loads
-// it through a plug-in, under conditions that hosts bring with them, and finds afterwards that nothing
-// of its own was touched. Three processes: a peer, the host, and this one, which judges.
+// torture-guest: the library inside a process that is not its own. A host that does not link it
+// loads it through a plug-in, under conditions that hosts bring with them, and finds afterwards
+// that nothing of its own was touched. Three processes: a peer, the host, and this
+// one, which judges.
 #include <atomic>
 #include <chrono>
 #include <clocale>

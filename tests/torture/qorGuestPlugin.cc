@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The guest: a plug-in that makes requests with the shared library, as a host's extension would. The
-// host knows these five functions and nothing of the library.
+// The guest: a plug-in that makes requests with the shared library, as a host's extension would.
+// The host knows these five functions and nothing of the library.
 #include <qorcomm.h>
 #include <string>
 

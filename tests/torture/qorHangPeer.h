@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The other end of a connection as a client fears it: it says part of a reply and falls silent, says
-// it a byte at a time, never stops, never accepts, or does not read. One connection, real sockets.
+// The other end of a connection as a client fears it: it says part of a reply and falls silent,
+// says it a byte at a time, never stops, never accepts, or does not read. One connection, real
+// sockets.
 #pragma once
 
 #include <string>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // However the network cuts a reply, the outcome is that of the uncut reply, and so are the bytes
-// consumed of one that is complete. The one exception is a cut inside a 2-byte field of a chunk, which
-// gives its own error.
+// consumed of one that is complete. The one exception is a cut inside a 2-byte field of a chunk,
+// which gives its own error.
 // Cuts: all there are up to 16 bytes; at one and two places up to 256; byte by byte; at random.
 #include <algorithm>
 #include <cstdio>

@@ -28,7 +28,8 @@ auto translatingParseFailures(Function parsePiece) {
   }
 }
 
-/// The hits of one piece on their way into a response, which copies the piece once, before the first.
+/// The hits of one piece on their way into a response, which copies the piece before
+/// the first of them.
 class HitsOfPiece {
  public:
   HitsOfPiece(std::string_view piece, ClientResponse& response)

@@ -15,7 +15,7 @@ namespace orvix::comm::detail {
 struct HitAccess {
   static constexpr double SCORE_UNIT = 1000.0;  // scores travel in thousandths
 
-  /// Decodes the record of a hit in place: its raw key stays in `payload`, which belongs to the list.
+  /// Decodes the record of a hit in place: its raw key stays in `payload`, the list's.
   static void borrow(SearchResult& hit, std::string_view payload, std::uint16_t status) {
     rename(hit, takeScore(hit, payload, status));
     hit.keyIsDue_ = true;
@@ -36,7 +36,8 @@ struct HitAccess {
     return payload.substr(reader.consumed());
   }
 
-  /// Names `key`, equal bytes that belong to the list, instead of those that the hit was copied with.
+  /// Names `key`, equal bytes that belong to the list, instead of those that the hit
+  /// was copied with.
   static void rename(SearchResult& hit, std::string_view key) {
     hit.rawKey_ = bytesOf(key);
     hit.rawKeyLength_ = static_cast<unsigned int>(key.size());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text out of the library: a UnicodeString becomes UTF-8 in a growable buffer, alone or behind others.
+// Text out of the library: a UnicodeString becomes UTF-8 in a growable buffer, alone or
+// behind others.
 #pragma once
 
 #include <algorithm>

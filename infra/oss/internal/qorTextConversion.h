@@ -36,8 +36,8 @@ QORINFRA_EXPORT std::size_t wireLength(const icu::UnicodeString& text);
 QORINFRA_EXPORT void requireText(const icu::UnicodeString& built);
 [[noreturn]] QORINFRA_EXPORT void raiseOutOfMemory();
 
-/// Text of a message about a failure. Throws bad_alloc when ICU has no memory for it: a failure must
-/// not be reported without its text.
+/// Text of a message about a failure. Throws bad_alloc when ICU has no memory for it: a failure
+/// must not be reported without its text.
 QORINFRA_EXPORT icu::UnicodeString messageText(std::string_view utf8);
 
 /// The copy of a text that borrows its units is a clone, and a bogus one when ICU had no memory for

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Copies into memory whose size is known at run time only, which FORTIFY checks from level 3 on, and
-// keeps more on the stack than a page.
+// Copies into memory whose size is known at run time only, which FORTIFY checks from level 3 on,
+// and keeps more on the stack than a page.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
