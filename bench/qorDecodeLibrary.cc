@@ -20,7 +20,7 @@ void takeHit(const comm::SearchResult& hit, KeyForm form, Sink& sink) {
     return;
   }
   const icu::UnicodeString& key = hit.getKey();
-  sink.take(static_cast<std::uint64_t>(key.length() + key.charAt(key.length() - 1)));
+  sink.take(static_cast<std::uint64_t>(key.length()) + key.charAt(key.length() - 1));
 }
 
 std::size_t drain(comm::SearchResponse& hits, KeyForm form, Sink& sink) {

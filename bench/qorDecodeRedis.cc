@@ -12,7 +12,7 @@ namespace orvix::bench {
 
 namespace {
 
-constexpr std::size_t FEED = 16U * 1024;  // what hiredis reads from a socket at once
+constexpr std::size_t FEED = 16384;  // what hiredis reads from a socket at once
 
 class RedisDecode : public Operation {
  public:

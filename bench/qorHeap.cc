@@ -12,6 +12,7 @@ std::uint64_t allocations = 0;
 }  // namespace
 
 // The C library's own entries behind its replaceable names.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
@@ -48,6 +49,7 @@ __attribute__((visibility("default"))) int posix_memalign(void** block, std::siz
 }
 __attribute__((visibility("default"))) void free(void* block) { __libc_free(block); }
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace orvix::bench {
 

@@ -66,8 +66,8 @@ class Field {
     group->entrants.push_back({&*known, nullptr, {}, {}});
   }
 
-  /// Slices in turn until the time is up, so that a drift of the machine meets all of them. Who goes
-  /// first changes from slice to slice: nobody always runs behind the same neighbour.
+  /// Slices in turn until the time is up, so that a drift of the machine meets all of them. Who
+  /// goes first changes from slice to slice: nobody always runs behind the same neighbour.
   static void runGroup(Group& group, const Settings& settings) {
     prepare(group, settings);
     const auto end = Clock::now() + (settings.quick ? QUICK_SLOT : FULL_SLOT);
@@ -159,6 +159,7 @@ std::vector<Outcome> runRounds(const std::vector<Figure>& figures, const Contend
     field.round(settings);
   }
   std::vector<Outcome> outcomes;
+  outcomes.reserve(figures.size());
   for (const Figure& figure : figures) outcomes.push_back(judge(figure, field));
   return outcomes;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The table: the library's identifiers, those of its infrastructure, the companion server's, and the
-// exit codes of this program. docs/server.md lists the server's.
+// The table: the library's identifiers, those of its infrastructure, the companion server's, and
+// the exit codes of this program. docs/server.md lists the server's.
 #include "cli/qorCtlExplain.h"
 
 namespace orvix::ctl {

@@ -40,11 +40,11 @@ ExitCode exitCodeOf(const LoadResult& result) {
 }
 
 Loader::Loader(Connection& connection, icu::UnicodeString collection,
-               util::ExtendedProperties properties, FieldMarks marks, Progress& progress,
+               const util::ExtendedProperties& properties, FieldMarks marks, Progress& progress,
                BatchLimits limits)
     : connection_(connection),
       collection_(std::move(collection)),
-      properties_(std::move(properties)),
+      properties_(properties),
       marks_(std::move(marks)),
       progress_(progress),
       limits_(limits) {

@@ -49,8 +49,9 @@ struct LoadResult {
 /// Errors: nothing is thrown once the first document is under way; the result says what happened.
 class Loader {
  public:
-  Loader(Connection& connection, icu::UnicodeString collection, util::ExtendedProperties properties,
-         FieldMarks marks, Progress& progress, BatchLimits limits = {});
+  Loader(Connection& connection, icu::UnicodeString collection,
+         const util::ExtendedProperties& properties, FieldMarks marks, Progress& progress,
+         BatchLimits limits = {});
 
   /// Where documents go that did not get in; without one, nowhere.
   void keepRejects(RejectLog& log) { rejects_ = &log; }

@@ -41,7 +41,7 @@ std::string jsonText(const Json& object, int indent) {
 class ColumnWriter : public RowWriter {
  public:
   ColumnWriter(std::ostream& stream, std::vector<Column> columns)
-      : out(stream), columns_(std::move(columns)) {}
+      : out_(stream), columns_(std::move(columns)) {}
 
  protected:
   [[nodiscard]] Json object(const std::vector<Cell>& cells) const {
@@ -54,10 +54,10 @@ class ColumnWriter : public RowWriter {
     return object;
   }
   [[nodiscard]] const std::vector<Column>& columns() const { return columns_; }
-
-  std::ostream& out;
+  [[nodiscard]] std::ostream& out() const { return out_; }
 
  private:
+  std::ostream& out_;
   std::vector<Column> columns_;
 };
 
@@ -65,7 +65,7 @@ class NdjsonWriter : public ColumnWriter {
  public:
   using ColumnWriter::ColumnWriter;
   void write(const std::vector<Cell>& cells) override {
-    out << jsonText(object(cells), ON_ONE_LINE) << '\n';
+    out() << jsonText(object(cells), ON_ONE_LINE) << '\n';
   }
 };
 
@@ -73,7 +73,7 @@ class JsonObjectWriter : public ColumnWriter {
  public:
   using ColumnWriter::ColumnWriter;
   void write(const std::vector<Cell>& cells) override {
-    out << jsonText(object(cells), LAID_OUT) << '\n';
+    out() << jsonText(object(cells), LAID_OUT) << '\n';
   }
 };
 
@@ -82,9 +82,9 @@ class JsonListWriter : public ColumnWriter {
  public:
   using ColumnWriter::ColumnWriter;
   void write(const std::vector<Cell>& cells) override {
-    out << (std::exchange(begun_, true) ? ",\n" : "[\n") << jsonText(object(cells), ON_ONE_LINE);
+    out() << (std::exchange(begun_, true) ? ",\n" : "[\n") << jsonText(object(cells), ON_ONE_LINE);
   }
-  void finish() override { out << (begun_ ? "\n]\n" : "[]\n"); }
+  void finish() override { out() << (begun_ ? "\n]\n" : "[]\n"); }
 
  private:
   bool begun_ = false;
@@ -96,7 +96,7 @@ class CsvWriter : public ColumnWriter {
   void write(const std::vector<Cell>& cells) override {
     writeHead();
     for (std::size_t at = 0; at < cells.size(); ++at) writeCell(at, cellText(cells[at]));
-    out << '\n';
+    out() << '\n';
   }
   void finish() override { writeHead(); }
 
@@ -104,18 +104,18 @@ class CsvWriter : public ColumnWriter {
   void writeHead() {
     if (std::exchange(headWritten_, true)) return;
     for (std::size_t at = 0; at < columns().size(); ++at) writeCell(at, columns()[at].name);
-    out << '\n';
+    out() << '\n';
   }
 
   void writeCell(std::size_t at, const std::string& text) {
-    if (at != 0) out << ',';
+    if (at != 0) out() << ',';
     if (text.find_first_of(",\"\r\n") == std::string::npos) {
-      out << text;
+      out() << text;
       return;
     }
-    out << '"';
-    for (const char byte : text) out << (byte == '"' ? "\"\"" : std::string(1, byte));
-    out << '"';
+    out() << '"';
+    for (const char byte : text) out() << (byte == '"' ? "\"\"" : std::string(1, byte));
+    out() << '"';
   }
 
   bool headWritten_ = false;
@@ -127,9 +127,9 @@ class PlainWriter : public ColumnWriter {
   using ColumnWriter::ColumnWriter;
   void write(const std::vector<Cell>& cells) override {
     for (std::size_t at = 0; at < cells.size(); ++at) {
-      out << (at == 0 ? "" : "\t") << printable(cellText(cells[at]));
+      out() << (at == 0 ? "" : "\t") << printable(cellText(cells[at]));
     }
-    out << '\n';
+    out() << '\n';
   }
 };
 

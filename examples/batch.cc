@@ -19,6 +19,7 @@ struct Document {
 
 std::vector<Document> documents() {
   std::vector<Document> all;
+  all.reserve(121);
   for (int i = 0; i < 120; ++i) all.push_back({"d" + std::to_string(i), "some text", u"UTF-8"});
   all.push_back({"odd", "text in nobody's letters", u"no-such-charset"});
   return all;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <iostream>
 #include <qorcomm.h>
+#include <stdexcept>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -20,28 +21,31 @@ class SilentPeer {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    ::bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), size);
-    ::listen(descriptor_, 8);
-    ::getsockname(descriptor_, reinterpret_cast<sockaddr*>(&address), &size);
-    port = ntohs(address.sin_port);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (::bind(descriptor_, generic, size) != 0 || ::listen(descriptor_, 8) != 0 ||
+        ::getsockname(descriptor_, generic, &size) != 0) {
+      throw std::runtime_error("no port to listen on");
+    }
+    port_ = ntohs(address.sin_port);
   }
   SilentPeer(const SilentPeer&) = delete;
   SilentPeer& operator=(const SilentPeer&) = delete;
   ~SilentPeer() { ::close(descriptor_); }
 
-  unsigned int port = 0;
+  [[nodiscard]] unsigned int port() const { return port_; }
 
  private:
   int descriptor_;
+  unsigned int port_ = 0;
 };
 
 }  // namespace
 
-int main() {
+int main() try {
   const SilentPeer peer;
   const auto begin = std::chrono::steady_clock::now();
   // [bounds]
-  TamberPerfClient client(u"127.0.0.1", peer.port);
+  TamberPerfClient client(u"127.0.0.1", peer.port());
   client.setTimeOut(2000);        // connecting: ERR_CONNECT_SERVER when it passes
   client.setReceiveTimeOut(200);  // each step of a reply: ERR_SERVER_COMM_TIMEOUT
   client.setSendTimeOut(200);     // each write: ERR_SERVER_COMM_SEND
@@ -66,6 +70,9 @@ int main() {
   std::cout << said << '\n';
   std::cout << (waited >= std::chrono::milliseconds(600) ? "three attempts\n" : "too soon\n");
   return 0;
+} catch (const std::exception& e) {
+  std::cerr << e.what() << '\n';
+  return 1;
 }
 // Prints:
 // ERR_SERVER_COMM_TIMEOUT: may have been carried out, and may be asked again

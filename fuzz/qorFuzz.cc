@@ -9,6 +9,7 @@
 #include "infra/oss/internal/qorTextConversion.h"
 #include "tests/torture/qorVirtualNet.h"
 
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the run time's names
 extern "C" {
 // Offered by the sanitizers' run time; absent in an ordinary build.
 [[gnu::weak]] int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*,
@@ -16,12 +17,13 @@ extern "C" {
                                                             void (*)(const volatile void*));
 [[gnu::weak]] std::size_t __sanitizer_get_allocated_size(const volatile void*);
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace orvix::torture {
 
 namespace {
 
-constexpr std::int64_t FREE_BYTES = 64 * 1024;
+constexpr std::int64_t FREE_BYTES = 64LL * 1024;
 constexpr std::int64_t BYTES_PER_GIVEN = 64;
 
 struct Count {
@@ -32,7 +34,7 @@ struct Count {
 };
 thread_local Count count;
 
-const int reportTo = ::dup(STDERR_FILENO);  // a fuzzer may close the stream to silence the target
+const int REPORT_TO = ::dup(STDERR_FILENO);  // a fuzzer may close the stream to silence the target
 
 void allocated([[maybe_unused]] const volatile void* block, std::size_t size) {
   if (!count.on || Harness::depth != 0) return;
@@ -66,7 +68,7 @@ void Meter::follow(const std::uint64_t& counter) { count.counter = &counter; }
 void fail(const std::string& what) {
   Meter::off();
   const std::string line = "ORACLE " + what + "\n";
-  static_cast<void>(!::write(reportTo, line.data(), line.size()));
+  static_cast<void>(!::write(REPORT_TO, line.data(), line.size()));
   std::abort();
 }
 
@@ -94,7 +96,7 @@ Segments Input::segments() {
 }
 
 std::string told(const comm::RESTException& error) {
-  static const std::set<std::string> DOCUMENTED{"ERR_SERVER_PROTOCOL", "ERR_SERVER_INVALID_AUTH",
+  static const std::set<std::string> documented{"ERR_SERVER_PROTOCOL", "ERR_SERVER_INVALID_AUTH",
                                                 "ERR_SERVER_APP", "ERR_SERVER_COMM_RECV",
                                                 "ERR_CLIENT_RESP_PARSING"};
   std::string line = error.what();
@@ -102,7 +104,7 @@ std::string told(const comm::RESTException& error) {
   for (const oss::Message& message : error.getMessages()) {
     ids += oss::utf8(message.getMessageID()) + ' ';
   }
-  const bool known = DOCUMENTED.count(ids.substr(0, ids.find(' '))) != 0;
+  const bool known = documented.count(ids.substr(0, ids.find(' '))) != 0;
   require(known || error.isServerReported(), "undocumented: " + line);
   return "raised " + line + " ids " + ids + (error.isServerReported() ? "by the server" : "");
 }

@@ -5,6 +5,7 @@
 
 #include "fuzz/qorTargets.h"
 
+// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer looks for this name
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   orvix::torture::QOR_FUZZ_TARGET({reinterpret_cast<const char*>(data), size});
   return 0;

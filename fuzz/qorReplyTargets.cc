@@ -57,7 +57,7 @@ class ChunkModel {
   std::string receive(std::size_t most) {
     while (at_ < segments_.size() && segments_[at_].empty()) ++at_;
     if (at_ == segments_.size()) return {};
-    const std::string got(segments_[at_].substr(0, most));
+    std::string got(segments_[at_].substr(0, most));
     segments_[at_].remove_prefix(got.size());
     return got;
   }

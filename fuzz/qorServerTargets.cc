@@ -29,7 +29,8 @@ namespace {
 
 std::string told(const server::Frame& frame) {
   std::string line;
-  for (const auto& [key, value] : frame.properties) line += key + '=' + value + ';';
+  for (const auto& [key, value] : frame.properties)
+    line.append(key).append("=").append(value).append(";");
   line += " body " + frame.body + ' ' + std::to_string(frame.bodyLength);
   if (frame.fault) line += std::string(messageIdText(frame.fault->id)) + frame.fault->text;
   return line + (frame.positionLost ? " lost\n" : "\n");
@@ -127,7 +128,7 @@ struct Asked {
       }
     }
     key = input.take(input.byte());
-    const std::size_t times = std::size_t{1} + 16U * input.byte();
+    const std::size_t times = std::size_t{1} + std::size_t{16} * input.byte();
     const std::string_view piece = input.take(input.byte() % 16U);
     for (std::size_t i = 0; i < times; ++i) content += piece;
     request.setDocKey(key.data(), static_cast<unsigned int>(key.size()));
@@ -215,7 +216,7 @@ void fuzzBodies(std::string_view input) {
 void fuzzRoundTrip(std::string_view bytes) {
   Input input(bytes);
   const bool buffered = input.byte() % 2 != 0;
-  const std::size_t step = std::size_t{1} + 64U * input.byte();
+  const std::size_t step = std::size_t{1} + std::size_t{64} * input.byte();
   std::list<Asked> asked;
   while (!input.rest().empty() && asked.size() < 60) asked.emplace_back(input);
   Input end(std::string_view("\2", 1));

@@ -77,7 +77,7 @@ Manifest readManifest(const fs::path& copy) {
   std::string hash;
   std::string size;
   std::string name;
-  while (lines >> hash >> size >> name) manifest[name] = hash + " " + size;
+  while (lines >> hash >> size >> name) manifest[name] = hash.append(1, ' ').append(size);
   return manifest;
 }
 

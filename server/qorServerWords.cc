@@ -103,8 +103,8 @@ ServerWords build() {
 }  // namespace
 
 const ServerWords& words() {
-  static const ServerWords ALL = build();
-  return ALL;
+  static const ServerWords all = build();
+  return all;
 }
 
 }  // namespace orvix::server

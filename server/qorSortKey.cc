@@ -76,8 +76,8 @@ std::string greatestSortKey(bool numbers) {
 }
 
 const std::string& lastSortKey() {
-  static const std::string LAST(1, '\xff');
-  return LAST;
+  static const std::string last(1, '\xff');
+  return last;
 }
 
 }  // namespace orvix::server

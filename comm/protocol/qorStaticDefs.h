@@ -110,10 +110,13 @@ class QORCOMM_EXPORT StaticDefs {
   static const icu::UnicodeString IMPLEMENTATION_VERSION;  ///< header name of the server's version
   /// header name of a list such as "1.0-1.2,2.0"
   static const icu::UnicodeString SUPPORTED_SERVER_VERSIONS;
+  // Kept: callers link to these spellings.
+  // NOLINTBEGIN(readability-identifier-naming)
   /// "true"
   static const icu::UnicodeString STRING_true;
   /// "false"
   static const icu::UnicodeString STRING_false;
+  // NOLINTEND(readability-identifier-naming)
   static const icu::UnicodeString NEWLINE;  ///< one line feed
   /// one tabulator
   static const icu::UnicodeString TAB;

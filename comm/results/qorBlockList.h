@@ -23,8 +23,8 @@ class BlockList {
   /// element that is appended next.
   class Position {
     friend class BlockList;
-    Block* block = nullptr;
-    std::size_t at = 0;
+    Block* block_ = nullptr;
+    std::size_t at_ = 0;
   };
 
   BlockList() = default;
@@ -70,13 +70,13 @@ class BlockList {
   [[nodiscard]] Position start() const { return {}; }
   /// The element at `position`, which moves behind it. Only when there is one.
   T& next(Position& position) const {
-    if (position.block == nullptr) {
-      position.block = first_;
-    } else if (position.at == position.block->used) {
-      position.block = position.block->next;
-      position.at = 0;
+    if (position.block_ == nullptr) {
+      position.block_ = first_;
+    } else if (position.at_ == position.block_->used) {
+      position.block_ = position.block_->next;
+      position.at_ = 0;
     }
-    return *position.block->at(position.at++);
+    return *position.block_->at(position.at_++);
   }
 
   /// Calls `visit(element)` for each, in order.

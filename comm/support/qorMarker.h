@@ -6,5 +6,6 @@
 
 extern "C" {
 /// The library's name and version. Nothing in the library reads it.
+// NOLINTNEXTLINE(readability-identifier-naming): hosts look for this symbol
 QORCOMM_EXPORT extern const char qorcomm_component_marker[];
 }

@@ -12,6 +12,8 @@ RESTException::RESTException(const icu::UnicodeString& id, const char* fileName,
 RESTException::RESTException(const icu::UnicodeString& id, bool withProperties)
     : BaseException(id, nullptr, 0), GenRespRecord(withProperties) {}
 
+// A copy tells of the failure, not of the properties that it was parsed from.
+// NOLINTNEXTLINE(bugprone-copy-constructor-init)
 RESTException::RESTException(const RESTException& other)
     : BaseException(other), GenRespRecord(), serverReported_(other.serverReported_) {}
 

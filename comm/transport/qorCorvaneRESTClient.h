@@ -49,6 +49,8 @@ class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
   /// Receives the next piece of the reply; sets endOfStream behind the last.
   virtual void recvStream(ClientResponse& response) = 0;
 
+  // Kept: derived clients use these by name.
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes, readability-identifier-naming)
   bool endOfStream = false;                      ///< the reply has been read to its end
   bool requestActive = false;                    ///< a request is under way, or the last one failed
   icu::UnicodeString clientName;                 ///< tells clients apart in a debugger
@@ -56,6 +58,7 @@ class QORCOMM_EXPORT CorvaneRESTClient : public CorvaneClient {
   icu::UnicodeString requestString;              ///< its operation name
   oss::SizeableBuffer<char, 0x4000> sendBuffer;  ///< for derived clients
   unsigned int numRetries = 1;                   ///< attempts after the first
+  // NOLINTEND(misc-non-private-member-variables-in-classes, readability-identifier-naming)
 };
 
 }  // namespace orvix::comm

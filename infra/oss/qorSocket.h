@@ -20,11 +20,14 @@ namespace orvix::oss {
 class QORINFRA_EXPORT Socket {
  public:
   /// How to resolve a host. All zero: no hint.
-  struct _AddrInfoExternal {  // Kept: callers link to this spelling.
-    int addressFamily;        ///< AF_INET, AF_INET6 or AF_UNSPEC (0)
-    int reserved[7];          ///< zero
+  // Kept: callers link to these spellings.
+  // NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
+  struct _AddrInfoExternal {
+    int addressFamily;  ///< AF_INET, AF_INET6 or AF_UNSPEC (0)
+    int reserved[7];    ///< zero
   };
   static const _AddrInfoExternal NullAddrInfoExternal;  ///< no hint
+  // NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
   Socket();
   Socket(const Socket&);

@@ -47,7 +47,8 @@ std::size_t textToWire(const icu::UnicodeString& text, char* out, std::size_t ca
   if (units <= room && narrowAscii(text.getBuffer(), static_cast<std::size_t>(units), out)) {
     return static_cast<std::size_t>(units);
   }
-  if (room != 0 && units <= room) std::fill_n(out, units, '\0');  // nothing of the attempt stays behind a cut
+  // Nothing of the attempt stays behind a cut.
+  if (room != 0 && units <= room) std::fill_n(out, units, '\0');
   std::int32_t needed = 0;
   UErrorCode status = U_ZERO_ERROR;  // an overflow still tells the whole length
   // With a capacity of 0 ICU wants a null target: it would count from garbage otherwise.

@@ -13,6 +13,7 @@
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace orvix::test {
@@ -64,8 +65,10 @@ ScriptedPeer::ScriptedPeer()
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  ::listen(listener_, 64);
+  if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(listener_, 64) != 0) {
+    throw std::system_error(errno, std::generic_category(), "listening on loopback");
+  }
   port_ = static_cast<unsigned int>(localPort(listener_));
   thread_ = std::thread([this] { run(); });
 }

@@ -11,10 +11,12 @@
 
 #include "tests/torture/qorVirtualNet.h"
 
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the linker's names
 extern "C" {
 void* __real_malloc(std::size_t size);
 void __real_free(void* block);
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace {
 
@@ -94,6 +96,7 @@ void operator delete[](void* block) noexcept { release(block); }
 void operator delete(void* block, std::size_t) noexcept { release(block); }
 void operator delete[](void* block, std::size_t) noexcept { release(block); }
 
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
 extern "C" {
 void* __wrap_malloc(std::size_t size) { return obtain(size); }
 void* __wrap_calloc(std::size_t count, std::size_t size) {
@@ -103,6 +106,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 void* __wrap_realloc(void* block, std::size_t size) { return enlarge(block, size); }
 void __wrap_free(void* block) { release(block); }
 }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace orvix::torture {
 

@@ -111,6 +111,7 @@ std::string errorReply(const std::string& pairs) {
 
 const std::string BLANKS(25'600, 'c');
 
+// NOLINTNEXTLINE(readability-function-size): a list, a line or two for each scenario
 std::vector<Scenario> build() {
   const std::string refused = errorReply(pair("MsgId", "SRV7") + pair("MsgText", "not now"));
   const std::string hits = FINE +
@@ -284,7 +285,7 @@ const Scenario& cleanScenario() {
 }
 
 comm::ClientRequest makeRequest(std::uint32_t kind, std::string_view step, std::size_t content) {
-  static const std::string KEY = "key of a document";
+  static const std::string key = "key of a document";
   util::ExtendedProperties properties;
   properties.putProperty(UnicodeString("step", ""),
                          UnicodeString::fromUTF8({step.data(), static_cast<int>(step.size())}));
@@ -293,7 +294,7 @@ comm::ClientRequest makeRequest(std::uint32_t kind, std::string_view step, std::
   comm::ClientRequest request;
   request.buildRequest(static_cast<comm::ClientRequest::REQUEST>(kind), properties);
   if (content != 0) {
-    request.setDocKey(KEY.data(), static_cast<unsigned int>(KEY.size()));
+    request.setDocKey(key.data(), static_cast<unsigned int>(key.size()));
     request.setContent({comm::KVPair(UnicodeString("title", ""), UnicodeString("a field", ""))},
                        BLANKS.data(), static_cast<unsigned int>(content));
   }

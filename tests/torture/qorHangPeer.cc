@@ -97,7 +97,9 @@ void HangPeer::fillQueue() {
   address.sin_port = htons(static_cast<std::uint16_t>(port_));
   for (int& descriptor : queued_) {
     descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    // In progress, or in the queue, or refused for lack of room in it: poll() gives it time.
+    static_cast<void>(
+        ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address));
     pollfd polled{descriptor, POLLOUT, 0};
     ::poll(&polled, 1, 5);
   }

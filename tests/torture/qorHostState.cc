@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 /// There is one in a program that is built with a sanitizer, whose heap mallinfo2() does not know.
+// NOLINTNEXTLINE(bugprone-reserved-identifier, readability-identifier-naming)
 extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace orvix::torture {

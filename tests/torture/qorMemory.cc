@@ -227,26 +227,30 @@ std::uint64_t copies(Failures& failures) {
   return faults;
 }
 
+/// In a fresh process: 0 when the allocation failed and all was well, 1 when there is no such
+/// allocation, 2 when something is wrong.
+int coldStart(std::uint64_t at) {
+  Bench bench(cleanScenario());
+  const auto cold = bench.faulty({at});
+  const bool struck = bench.failures != 0;
+  bool fine = true;
+  for (const Outcome& one : cold) fine = fine && (one.error.empty() || isDocumented(one.error));
+  bench.frames.clear();
+  for (const Outcome& one : bench.clean()) fine = fine && one.error.empty() && one.complete;
+  for (const std::string& frame : bench.frames) {
+    fine = fine && headerValue(frame, "ver") == "1.1" && !headerValue(frame, "action").empty() &&
+           headerValue(frame, "query") == "words that do not fit into a short text";
+  }
+  if (!fine) return 2;
+  return struck ? 0 : 1;
+}
+
 /// The first requests of a process: what is built once must be built whole, if not at once.
 std::uint64_t coldStarts(Failures& failures) {
   std::uint64_t at = 1;
   for (;; ++at) {
     const pid_t child = ::fork();
-    if (child == 0) {
-      Bench bench(cleanScenario());
-      const auto cold = bench.faulty({at});
-      const bool struck = bench.failures != 0;
-      bool fine = true;
-      for (const Outcome& one : cold) fine = fine && (one.error.empty() || isDocumented(one.error));
-      bench.frames.clear();
-      for (const Outcome& one : bench.clean()) fine = fine && one.error.empty() && one.complete;
-      for (const std::string& frame : bench.frames) {
-        fine = fine && headerValue(frame, "ver") == "1.1" &&
-               !headerValue(frame, "action").empty() &&
-               headerValue(frame, "query") == "words that do not fit into a short text";
-      }
-      ::_exit(!fine ? 2 : struck ? 0 : 1);
-    }
+    if (child == 0) ::_exit(coldStart(at));
     int status = 0;
     if (child < 0 || ::waitpid(child, &status, 0) != child) break;
     if (WIFEXITED(status) && WEXITSTATUS(status) == 1) break;

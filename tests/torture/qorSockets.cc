@@ -3,6 +3,7 @@
 // second fault behind it, inside the retry. Whatever happens must be what the position of the fault
 // asks for, leave nothing open, and leave the same client object able to serve a clean request.
 #include <cstdio>
+#include <utility>
 
 #include "tests/torture/qorCorpus.h"
 #include "tests/torture/qorSocketOracle.h"
@@ -99,35 +100,56 @@ class Bench {
   std::vector<Outcome> clean_;
 };
 
+/// What is left out: all but a sample of a quick run.
+class Choice {
+ public:
+  explicit Choice(const Options& options) : quick_(options.quick), random_(options.seed) {}
+  bool skips() { return quick_ && !random_.oneIn(12); }
+  Fault fault() { return FAULTS[random_.below(std::size(FAULTS))]; }
+  Span span() { return SPANS[random_.below(2)]; }
+
+ private:
+  bool quick_;
+  Random random_;
+};
+
+/// Each fault at each call. Returns the faults that struck.
+std::uint64_t playSingle(Bench& bench, Choice& choice) {
+  for (std::uint64_t at = 1; at <= bench.calls; ++at) {
+    for (const Fault fault : FAULTS) {
+      for (const Span span : SPANS) {
+        if (!choice.skips()) bench.play({at, fault, span}, {});
+      }
+    }
+  }
+  return std::exchange(bench.faults, 0);
+}
+
+/// A reset at each call, and another fault at each call behind it.
+std::uint64_t playPairs(Bench& bench, Choice& choice) {
+  for (std::uint64_t at = 1; at <= bench.calls; ++at) {
+    const Injection first{at, Fault::RESET, Span::ONCE};
+    if (choice.skips()) continue;
+    const std::uint64_t longer = bench.play(first, {});
+    for (std::uint64_t second = at + 1; second <= longer; ++second) {
+      const Fault fault = choice.fault();
+      if (!choice.skips()) bench.play(first, {second, fault, choice.span()});
+    }
+  }
+  return std::exchange(bench.faults, 0);
+}
+
 int main(const Options& options) {
   Failures failures;
-  Random random(options.seed);
+  Choice choice(options);
   std::uint64_t single = 0;
   std::uint64_t pairs = 0;
   for (std::size_t addresses = 1; addresses <= 2; ++addresses) {
     for (const Scenario& scenario : corpus()) {
       if (addresses == 2 && scenario.steps.size() == 1) continue;
       Bench bench(scenario, addresses, failures);
-      const auto skips = [&] { return options.quick && !random.oneIn(12); };
-      for (std::uint64_t at = 1; at <= bench.calls; ++at) {
-        for (const Fault fault : FAULTS) {
-          for (const Span span : SPANS) {
-            if (!skips()) bench.play({at, fault, span}, {});
-          }
-        }
-      }
-      single += bench.faults;
-      bench.faults = 0;
-      for (std::uint64_t at = 1; at <= bench.calls; ++at) {
-        const Injection first{at, Fault::RESET, Span::ONCE};
-        if (skips()) continue;
-        const std::uint64_t longer = bench.play(first, {});
-        for (std::uint64_t second = at + 1; second <= longer; ++second) {
-          const Fault fault = FAULTS[random.below(std::size(FAULTS))];
-          if (!skips()) bench.play(first, {second, fault, SPANS[random.below(2)]});
-        }
-      }
-      pairs += bench.faults;
+      single += playSingle(bench, choice);
+      pairs += playPairs(bench, choice);
     }
   }
   if (single + pairs < (options.quick ? 2'000U : 50'000U)) failures.add("all", "too few faults");

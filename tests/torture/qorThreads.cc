@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// torture-threads, for ThreadSanitizer: sixteen threads with a client each make requests of all kinds
-// against peers in the same process, and fresh processes let as many threads make the very first use
-// of the library at the same moment. Whatever the sanitizer reports is a failure.
+// torture-threads, for ThreadSanitizer: sixteen threads with a client each make requests of all
+// kinds against peers in the same process, and fresh processes let as many threads make the very
+// first use of the library at the same moment. Whatever the sanitizer reports is a failure.
 #include <atomic>
 #include <barrier>
 #include <chrono>
@@ -25,8 +25,10 @@ std::atomic<unsigned int> reports{0};
 }  // namespace
 
 /// Called by the sanitizer's run-time for each of its reports.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming)
 extern "C" __attribute__((visibility("default"))) void __tsan_on_report(const void*);
 extern "C" void __tsan_on_report(const void*) { ++reports; }
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming)
 
 namespace orvix::torture {
 namespace {

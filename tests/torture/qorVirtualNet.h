@@ -84,6 +84,8 @@ class Net {
   void forget();
   [[nodiscard]] std::size_t openDescriptors() const;
 
+  // What the torture programs read and set while it runs.
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes)
   std::vector<Connection> connections;
   std::array<std::uint64_t, CALLS> counts{};
   std::uint64_t calls = 0;
@@ -95,6 +97,7 @@ class Net {
   std::array<unsigned int, 8> resolves{};  ///< by step: one for each connection that is attempted
   std::size_t addresses = 1;
   std::int64_t milliseconds = 1'000'000;  ///< the time
+  // NOLINTEND(misc-non-private-member-variables-in-classes)
 
   // What the functions below do, each for its call.
   Fault strike(Call call, Connection* connection, int pollMilliseconds = -1, bool forInput = false);

@@ -59,6 +59,8 @@ class RESTResponse {
   /// As if newly constructed.
   void begin(std::uint32_t requestKind, bool streaming);
 
+  // What the parser of the framed replies, which is derived from this one, goes on with.
+  // NOLINTBEGIN(misc-non-private-member-variables-in-classes)
   bool errorFlag_ = false;  // the header had no line, or an awaited chunk-size line was not there
   State state_ = State::HEADER;
   std::uint32_t statusCode_ = 0;
@@ -66,6 +68,7 @@ class RESTResponse {
   bool streaming_ = false;
   std::uint32_t contentLength_ = 0;
   std::uint32_t requestKind_ = 0;
+  // NOLINTEND(misc-non-private-member-variables-in-classes)
 
  private:
   std::uint32_t parseState(const char* buffer, std::uint32_t length, ClientResponse& response,

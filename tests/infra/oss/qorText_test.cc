@@ -116,7 +116,7 @@ TEST(TextToWire, AgreesWithIcusConverterOverAMillionTextsUnpairedSurrogatesInclu
   std::mt19937 random(20240502);
   for (int round = 0; round < 1000000; ++round) {
     UnicodeString given;
-    const unsigned int oddities = random() % 4;  // one text in four is plain ASCII
+    const auto oddities = random() % 4;  // one text in four is plain ASCII
     for (auto left = random() % 40; left != 0; --left) {
       const bool odd = random() % 16 < oddities * oddities;
       given.append(odd ? units[random() % std::size(units)]
