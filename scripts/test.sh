@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
-# Everything that must hold: builds with AddressSanitizer and UndefinedBehaviorSanitizer, takes a
-# sample of the torture programs and runs all tests. Incremental; ends with the summary of ctest.
+# Everything that must hold: reads the files that the branch has changed (scripts/lint.sh), builds with
+# AddressSanitizer and UndefinedBehaviorSanitizer, takes a sample of the torture programs and runs all
+# tests. Incremental; ends with the summary of ctest.
 # Usage: scripts/test.sh [ctest options]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh test
+bash scripts/lint.sh
 cmake --preset asan
 cmake --build --preset asan --parallel 2
 export ASAN_OPTIONS=${ASAN_OPTIONS:-strict_string_checks=1:detect_stack_use_after_return=1}

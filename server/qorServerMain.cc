@@ -122,10 +122,9 @@ asio::awaitable<void> watchLog(asio::io_context& loop) {
 std::unique_ptr<MetricsServer> metricsServerOf(const ServerConfig& config, Board& board,
                                                const Writer& writer) {
   if (config.metricsListen.empty()) return nullptr;
-  return std::make_unique<MetricsServer>(
-      metricsAddressOf(config.metricsListen), [&board, &writer] {
-        return metricsText(board.metrics(), {writer.queuedRequests(), writer.queuedBytes()});
-      });
+  return std::make_unique<MetricsServer>(metricsAddressOf(config.metricsListen), [&board, &writer] {
+    return metricsText(board.metrics(), {writer.queuedRequests(), writer.queuedBytes()});
+  });
 }
 
 /// Nothing when no service manager watches.
