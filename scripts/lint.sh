@@ -5,7 +5,8 @@
 # Usage: scripts/lint.sh [--all | --since REV | FILE...]
 # By default it reads the files that differ from where this branch left the remote's main branch, or,
 # without a remote, from the last commit; "--since REV" those that differ from REV. It needs 4 to 8
-# seconds of processor time for each, and reads two at a time. BUILD_DIR overrides build/lint, which is configured but not built.
+# seconds of processor time for each, and reads two at a time. BUILD_DIR overrides build/lint, which is
+# configured but not built.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
