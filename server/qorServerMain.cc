@@ -252,9 +252,8 @@ int perform(const CommandLine& line) {
 }  // namespace orvix::server
 
 int main(int argc, char** argv) {
-  const orvix::server::CommandLine line(argc, argv);
   try {
-    return orvix::server::perform(line);
+    return orvix::server::perform(orvix::server::CommandLine(argc, argv));
   } catch (...) {
     orvix::server::printLine(orvix::server::currentFault("Doing so failed").text);
     return EXIT_FAILURE;
