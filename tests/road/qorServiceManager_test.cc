@@ -166,7 +166,7 @@ TEST(Service, ReportsReloadsAndStaysReady) {
 TEST(Service, ShowsMetricsAndEndsWhileGuestsAreSlow) {
   Manager manager;
   ServerProcess server({"--metrics-listen", "127.0.0.1:0"});
-  const unsigned int metrics = portIn(manager.await("READY=1"), "metrics on 127.0.0.1:");
+  const unsigned int metrics = portIn(manager.await("READY=1"), "metrics 127.0.0.1:");
   std::vector<int> slow;
   for (int i = 0; i < 8; ++i) {
     slow.push_back(connectTo(metrics));
