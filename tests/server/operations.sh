@@ -101,7 +101,7 @@ printf 'data = "%s/data"\nlisten = "127.0.0.1:1"\ntoken_file = "%s/tokens"\n' "$
   >"$work/server.toml"
 start --config "$work/server.toml" --listen 127.0.0.1:0
 awaits '^time=[0-9]{4}-[0-9-]+T[0-9:.]+Z level=info event=starting version="qorserver '
-awaits "level=info event=listening address=127.0.0.1:$port\$"
+awaits "level=info event=listening address=127.0.0.1:$port( |$)"
 [ "$(ask 'action: getStatus' "Authorization: $first")" = 1 ] || fail "the token was not taken"
 [ "$(ask 'action: getStatus' 'Authorization: wr0ng')" = 401 ] || fail "a wrong token was taken"
 awaits 'level=warning event=request_refused kind=getStatus .* peer=127.0.0.1:[0-9]+ '
