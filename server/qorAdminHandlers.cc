@@ -6,6 +6,7 @@
 
 #include "comm/protocol/internal/qorWireStatus.h"
 #include "server/qorHandlers.h"
+#include "server/qorLog.h"
 #include "server/qorReplyWriter.h"
 #include "server/qorServerVersion.h"
 #include "server/qorServerWords.h"
@@ -77,8 +78,17 @@ Reply restore(ServerContext& context, const Frame& request) {
   return plainSuccess();
 }
 
+/// Of a server that had lost the role, what was not committed is gone, and every view is old.
 Reply takeover(ServerContext& context, const Frame&) {
-  context.store.closeAll();
+  Board& board = context.readers.board();
+  try {
+    context.store.closeAll();
+  } catch (...) {
+    if (!board.roleLost()) throw;
+    logLine(currentFault("Taking over again").text);
+  }
+  context.role.take();
+  board.rearranged();
   return plainSuccess();
 }
 

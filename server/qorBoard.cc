@@ -26,6 +26,11 @@ bool Board::busy() const {
 }
 
 std::optional<Fault> Board::lastError() const {
+  try {
+    requireRole();
+  } catch (...) {
+    return currentFault("Looking who may write failed");
+  }
   const std::scoped_lock lock(mutex_);
   if (errors_.empty()) return std::nullopt;
   return errors_.begin()->second;

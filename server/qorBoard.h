@@ -14,6 +14,7 @@
 
 #include "server/qorMetrics.h"
 #include "server/qorRefusal.h"
+#include "server/qorRole.h"
 
 namespace orvix::server {
 
@@ -25,7 +26,10 @@ class Board {
     ++commits_;
     progressed();
   }
-  [[nodiscard]] std::uint64_t commits() const noexcept { return commits_; }
+  /// Goes on counting once another server commits, of which nobody here is told.
+  [[nodiscard]] std::uint64_t commits() noexcept {
+    return roleLost() ? ++commits_ : commits_.load();
+  }
 
   /// Some collection's folder was put in place, replaced or taken away; open readers are worthless.
   void rearranged() noexcept {
@@ -46,10 +50,19 @@ class Board {
   /// What the writer and all others count.
   [[nodiscard]] Metrics& metrics() noexcept { return metrics_; }
 
+  /// Borrows the role, until the directory's end; without one everybody may write.
+  void setRole(Role* role) noexcept { role_ = role; }
+  /// Before anything is written. Throws what Role::require() throws.
+  void requireRole() const {
+    if (role_ != nullptr) role_->require();
+  }
+  [[nodiscard]] bool roleLost() const { return role_ != nullptr && role_->lost(); }
+
   void working(bool now) noexcept { working_ = now; }
   void report(const std::string& collection, bool pending, const std::optional<Fault>& lastError);
   void forget(const std::string& collection);
   [[nodiscard]] bool busy() const;
+  /// Of the role, else of a collection.
   [[nodiscard]] std::optional<Fault> lastError() const;
 
  private:
@@ -59,6 +72,7 @@ class Board {
   std::atomic<bool> working_ = false;
   Metrics metrics_;
   std::shared_mutex publishing_;
+  Role* role_ = nullptr;
   mutable std::mutex mutex_;
   std::set<std::string> pending_;
   std::map<std::string, Fault> errors_;

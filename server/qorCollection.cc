@@ -39,7 +39,7 @@ Collection::Collection(std::string name, std::filesystem::path folder, Board* bo
       folder_(std::move(folder)),
       board_(board),
       reader_(folder_.string()),
-      outcomes_(folder_ / OUTCOMES_FILE) {
+      outcomes_(folder_ / OUTCOMES_FILE, board) {
   loadMetadata();
 }
 
@@ -113,6 +113,7 @@ void Collection::report() {
 }
 
 void Collection::publish() {
+  if (board_ != nullptr) board_->requireRole();
   folderUnsynced_ = true;
   {
     std::unique_lock<std::shared_mutex> alone;
@@ -179,6 +180,7 @@ void Collection::abandon() {
 template <typename Change>
 void Collection::change(const Change& apply) {
   try {
+    if (board_ != nullptr && pending_ == 0) board_->requireRole();
     settleFolder();
     if (pending_ == 0) writer().begin_transaction();
     apply(writer());

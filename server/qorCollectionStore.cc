@@ -25,6 +25,7 @@ void CollectionStore::create(std::string_view name, const CollectionConfig& conf
 
 void CollectionStore::drop(std::string_view name) {
   requireExisting(name);
+  directory_.board().requireRole();  // before anything in memory goes
   forget(name);
   directory_.discard(folderOf(name));
 }
@@ -63,6 +64,7 @@ void CollectionStore::trim() {
 
 void CollectionStore::install(std::string_view name, const fs::path& fresh) {
   const fs::path folder = folderOf(name);
+  directory_.board().requireRole();
   forget(name);
   directory_.replace(folder, fresh);
 }

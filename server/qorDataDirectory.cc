@@ -43,6 +43,7 @@ DataDirectory::DataDirectory(fs::path root) : root_(std::move(root)) {
   fs::create_directories(collections());
   fs::create_directories(backups());
   lock();
+  board_.setRole(&role_.emplace(root_));
   fs::remove_all(root_ / "scratch");
   fs::create_directories(root_ / "scratch");
   syncFolder(root_);
@@ -67,6 +68,7 @@ fs::path DataDirectory::freshScratch() {
 }
 
 void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
+  board_.requireRole();
   const fs::path parent = folder.parent_path();
   syncTree(fresh);
   if (fs::create_directories(parent)) syncFolder(parent.parent_path());
@@ -81,6 +83,7 @@ void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
 }
 
 void DataDirectory::discard(const fs::path& folder) {
+  board_.requireRole();
   const fs::path old = freshScratch();
   fs::rename(folder, old);
   board_.rearranged();

@@ -4,13 +4,15 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 
 #include "server/qorBoard.h"
+#include "server/qorRole.h"
 
 namespace orvix::server {
 
 /// Layout: collections/<encoded name>/, backups/<encoded name>/<encoded collection>/, scratch/,
-/// lock.
+/// lock, role.
 ///         Folders are built in scratch/ and renamed into place; leftovers there are removed at
 ///         start.
 /// Throws: STORAGE_FAILED at construction when another server holds it; filesystem_error.
@@ -22,6 +24,7 @@ class DataDirectory {
   ~DataDirectory();
 
   [[nodiscard]] Board& board() noexcept { return board_; }
+  [[nodiscard]] Role& role() noexcept { return *role_; }
   [[nodiscard]] std::filesystem::path collections() const { return root_ / "collections"; }
   [[nodiscard]] std::filesystem::path backups() const { return root_ / "backups"; }
 
@@ -37,6 +40,7 @@ class DataDirectory {
 
   std::filesystem::path root_;
   Board board_;
+  std::optional<Role> role_;
   int lockDescriptor_ = -1;
   std::uint64_t scratchCount_ = 0;
 };

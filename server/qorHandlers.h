@@ -12,6 +12,7 @@
 #include "server/qorFrameReader.h"
 #include "server/qorReaders.h"
 #include "server/qorReply.h"
+#include "server/qorRole.h"
 #include "server/qorTextFilter.h"
 
 namespace orvix::server {
@@ -21,6 +22,7 @@ struct ServerContext {
   CollectionStore& store;
   Backups& backups;
   Readers& readers;
+  Role& role;
   std::vector<TextFilter> filters = {};  ///< for documents that the server does not read itself
 };
 

@@ -65,7 +65,7 @@ ListenAddress metricsAddressOf(const std::string& text) {
   if (address.host.is_loopback()) return address;
   refuse(MessageId::REQUEST_MALFORMED,
          "Metrics are shown without asking for a token, so " + inQuotes(text) +
-             " will not do; give a loopback address, such as 127.0.0.1:9715");
+             " will not do; give a loopback address, such as 127.0.0.1:8716");
 }
 
 MetricsServer::MetricsServer(const ListenAddress& address, Page page)

@@ -15,7 +15,7 @@
 
 namespace orvix::server {
 
-/// "127.0.0.1:9715". The page is for everybody who can connect, so others than this machine must
+/// "127.0.0.1:8716". The page is for everybody who can connect, so others than this machine must
 /// not be able to.
 /// Throws: REQUEST_MALFORMED, naming the text.
 [[nodiscard]] ListenAddress metricsAddressOf(const std::string& text);

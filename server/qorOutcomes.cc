@@ -25,7 +25,8 @@ std::uint64_t firstNumber() {
 
 }  // namespace
 
-Outcomes::Outcomes(std::filesystem::path file) : file_(std::move(file)) {
+Outcomes::Outcomes(std::filesystem::path file, const Board* board)
+    : file_(std::move(file)), board_(board) {
   kept_ = file_.load();
   settled_ = stored_ = kept_.size();
   next_ = std::max(firstNumber(), kept_.empty() ? 0 : kept_.back().number + 1);
@@ -57,7 +58,7 @@ Outcomes::Settled Outcomes::settle(std::time_t now) {
     if (!batch.first) batch.first = kept_[i].fault;
   }
   settled_ = kept_.size();
-  if (stored_ != settled_) store();
+  if (stored_ != settled_ && ownsFile()) store();
   return batch;
 }
 
@@ -90,7 +91,7 @@ std::deque<Outcome> Outcomes::told(std::time_t now) {
 void Outcomes::fetched(std::uint64_t upTo) {
   while (settled_ > 0 && kept_.front().number <= upTo) dropFront();
   try {
-    if (file_.records() == 0) return;
+    if (file_.records() == 0 || !ownsFile()) return;
     if (stored_ == 0) {
       file_.rewrite({});
     } else {

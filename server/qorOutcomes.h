@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "server/qorBoard.h"
 #include "server/qorOutcomeFile.h"
 #include "server/qorRefusal.h"
 
@@ -26,8 +27,9 @@ class Outcomes {
   static constexpr std::size_t MAX_KEPT = 1000000;
   static constexpr std::time_t KEPT_SECONDS = 3600;
 
-  /// Takes up what an earlier run left in the file.
-  explicit Outcomes(std::filesystem::path file);
+  /// Takes up what an earlier run left in the file. Borrows the board, for its whole life: when
+  /// another server has taken over, the file is that one's.
+  explicit Outcomes(std::filesystem::path file, const Board* board = nullptr);
 
   void indexed(std::string key) { push(std::move(key), std::nullopt); }
   void rejected(std::string key, Fault fault) { push(std::move(key), std::move(fault)); }
@@ -54,8 +56,10 @@ class Outcomes {
   void dropFront();
   void dropOld(std::time_t now);
   void store();
+  [[nodiscard]] bool ownsFile() const { return board_ == nullptr || !board_->roleLost(); }
 
   OutcomeFile file_;
+  const Board* board_;
   std::deque<Outcome> kept_;
   std::size_t settled_ = 0;  // at the front of kept_
   std::size_t stored_ = 0;   // of those, in the file

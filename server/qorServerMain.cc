@@ -184,7 +184,7 @@ void run(const CommandLine& line, const ServerConfig& config) {
   CollectionStore store(directory);
   Backups backups(directory, store, BackupRoots(config.backupRoots, config.data));
   Readers readers(store, directory.board());
-  ServerContext context{store, backups, readers, config.filters};
+  ServerContext context{store, backups, readers, directory.role(), config.filters};
   Dispatcher dispatcher(context, tokens, config.readOnly);
   asio::io_context loop(1);
   Writer writer(dispatcher, directory.board(), loop);

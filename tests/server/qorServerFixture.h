@@ -122,7 +122,7 @@ class ServerFixture : public ::testing::Test {
     CollectionStore store{directory};
     Backups backups{directory, store};
     Readers readers{store, directory.board()};
-    ServerContext context{store, backups, readers};
+    ServerContext context{store, backups, readers, directory.role()};
     Tokens tokens;
     Dispatcher dispatcher{context, tokens};
   };

@@ -15,7 +15,7 @@ namespace {
 
 constexpr double MEMORY_SHARE = 0.05;
 constexpr double MEMORY_SLACK_MIB = 8;
-constexpr double DESCRIPTOR_SLACK = 24;  // connections and handles of searches come and go
+constexpr double DESCRIPTOR_SLACK = 40;  // connections and handles of searches come and go
 
 std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process); }
 
