@@ -3,6 +3,7 @@
 //   durability kill SERVER [EVERY]   SIGKILL at each (or each EVERY-th) system call that writes
 //   durability sync SERVER [EVERY]   each sync fails once, and all fail from then on
 //   durability full SERVER           no file can grow any more, for two steps of the script
+//   durability disk SERVER           a disk of its own runs full (skipped where nothing may be mounted)
 //   durability order SERVER          nothing is answered between a rename and the sync of its
 //   folder
 // Exit code 0 and a line of counts when nothing was lost.
@@ -21,6 +22,7 @@
 #include <vector>
 #include <xapian.h>
 
+#include "tests/durability/qorFullDisk.h"
 #include "tests/durability/qorPeer.h"
 #include "tests/durability/qorScript.h"
 #include "tests/durability/qorWatchedServer.h"
@@ -265,20 +267,48 @@ void checkOrder(Case& c) {
             << " failures\n";
 }
 
+constexpr int SKIPPED = 77;
+
+/// Answers whether a disk could be mounted.
+bool fillSmallDisks(Case& c) {
+  std::size_t acknowledged = 0;
+  std::size_t refused = 0;
+  for (const unsigned mebibytes : {3U, 6U}) {
+    c.begin();
+    const SmallDisk disk(c.folder, mebibytes);
+    if (!disk.mounted()) {
+      std::cout << "SKIPPED: no disk can be mounted here: " << disk.why() << '\n';
+      return false;
+    }
+    const FullDiskResult result = fillDisk(c.program, disk);
+    for (const std::string& problem : result.problems) {
+      c.expect("a disk of " + std::to_string(mebibytes) + " MiB", problem);
+    }
+    acknowledged += result.acknowledged;
+    refused += result.refused;
+  }
+  std::cout << "2 full disks, " << acknowledged << " documents acknowledged and found, " << refused
+            << " refused, " << c.failures << " failures\n";
+  return true;
+}
+
 int run(const Words& words) {
   if (words.size() < 2) return 2;
   const std::size_t every = words.size() > 2 ? std::stoul(words[2]) : 1;
   std::string pattern = (fs::temp_directory_path() / "qordurability-XXXXXX").string();
   if (::mkdtemp(pattern.data()) == nullptr) return 2;
   Case c{words[1], fs::path(pattern) / "case"};
+  bool skipped = false;
   const std::map<std::string, std::function<void()>> modes{
       {"kill", [&] { killEverywhere(c, every); }},
       {"sync", [&] { failEverySync(c, every); }},
       {"full", [&] { fillEverywhere(c); }},
+      {"disk", [&] { skipped = !fillSmallDisks(c); }},
       {"order", [&] { checkOrder(c); }}};
   const auto mode = modes.find(words[0]);
   if (mode != modes.end()) mode->second();
   fs::remove_all(pattern);
+  if (skipped) return SKIPPED;
   return mode == modes.end() ? 2 : c.failures == 0 ? 0 : 1;
 }
 
