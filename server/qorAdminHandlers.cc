@@ -85,7 +85,7 @@ Reply takeover(ServerContext& context, const Frame&) {
     context.store.closeAll();
   } catch (...) {
     if (!board.roleLost()) throw;
-    logLine(currentFault("Taking over again").text);
+    logFault(LogLevel::WARNING, "changes_lost", currentFault("Taking over again"));
   }
   context.role.take();
   board.rearranged();
