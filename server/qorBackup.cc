@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Copies are made in scratch, or beside their place on another file system, checked, queried and renamed into place. The files are copied as they
-// lie: this runs on the thread of the writer, right after a commit, so nothing changes them.
+// Copies are made in scratch, or beside their place on another file system, checked, queried and
+// renamed into place. The files are copied as they lie: this runs on the thread of the writer,
+// right after a commit, so nothing changes them.
 #include "server/qorBackup.h"
 
 #include <utility>

@@ -12,7 +12,8 @@
 
 namespace orvix::server {
 
-/// An open folder. What is done through `path` stays in it, whatever is renamed or linked meanwhile.
+/// An open folder. What is done through `path` stays in it, whatever is renamed or linked
+/// meanwhile.
 struct BackupFolder {
   Descriptor opened;
   std::filesystem::path path;  ///< by way of the descriptor; valid as long as this object

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one table of settings: the file, the command line and the comparison of two configurations all
-// go by its rows. A new setting is a field of ServerConfig and a row here.
+// The one table of settings: the file, the command line and the comparison of two configurations
+// all go by its rows. A new setting is a field of ServerConfig and a row here.
 #pragma once
 
 #include <array>
@@ -60,10 +60,10 @@ inline constexpr std::array<ConfigKey<ServerConfig>, 11> SERVER_KEYS{{
 }};
 
 inline constexpr std::array<ConfigKey<TextFilter>, 5> FILTER_KEYS{{
-    {"content_type", &TextFilter::contentType, 3, 255, "The type, such as \"application/pdf\"",
+    {"content_type", &TextFilter::contentType, 3, 255, "The type, such as \"application/pdf\"", "",
+     true},
+    {"command", &TextFilter::command, 1, 1000, "The program, by its whole path, and its arguments",
      "", true},
-    {"command", &TextFilter::command, 1, 1000,
-     "The program, by its whole path, and its arguments", "", true},
     {"seconds", &TextFilter::seconds, 1, 3600, "Time for one document"},
     {"memory_mib", &TextFilter::memoryMiB, 16, 65536, "Memory that the program may take"},
     {"output_mib", &TextFilter::outputMiB, 1, 1024, "Text that it may give"},

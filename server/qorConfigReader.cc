@@ -31,8 +31,8 @@ class Walk {
  public:
   Walk(const std::string& file, ConfigReading& reading) : file_(file), reading_(reading) {}
 
-  /// `inFile` opens the full names of what is read; `table` is the name that keys of this table have
-  /// in `rows`, with its dot.
+  /// `inFile` opens the full names of what is read; `table` is the name that keys of this table
+  /// have in `rows`, with its dot.
   template <class Settings, std::size_t COUNT>
   void table(const toml::table& source, const std::array<ConfigKey<Settings>, COUNT>& rows,
              const std::string& inFile, const std::string& table, Settings& settings) {

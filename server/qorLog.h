@@ -50,8 +50,8 @@ class LogField {
   bool isNumber_ = false;
 };
 
-/// Writes one line, "time=... level=... event=<event> <fields>". To the system's journal the time is
-/// left to the journal, and a priority stands in front. Of one event at most LOG_LINES_A_SECOND
+/// Writes one line, "time=... level=... event=<event> <fields>". To the system's journal the time
+/// is left to the journal, and a priority stands in front. Of one event at most LOG_LINES_A_SECOND
 /// lines are written in a second, those for debugging apart; how many were left out is told later.
 /// A destination that takes nothing more loses lines rather than holding the server up.
 /// Secrets are the caller's to leave out. `event` is a literal: it is kept.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // libxml2 as a stream of events: no tree is built, and nothing recurses with the document's depth.
-// It reads through a callback, so that the time can be watched within a single tag, too: attributes,
-// given or declared with a default, cost it their square. Of XML it takes that cost at the tag's
-// end, where nobody is asked, so there they are counted as they come in.
+// It reads through a callback, so that the time can be watched within a single tag, too:
+// attributes, given or declared with a default, cost it their square. Of XML it takes that cost
+// at the tag's end, where nobody is asked, so there they are counted as they come in.
 #include "server/qorMarkupText.h"
 
 #include <algorithm>

@@ -61,7 +61,7 @@ struct MetricsServer::Guest {
 };
 
 ListenAddress metricsAddressOf(const std::string& text) {
-  const ListenAddress address = listenAddressOf(text);
+  ListenAddress address = listenAddressOf(text);
   if (address.host.is_loopback()) return address;
   refuse(MessageId::REQUEST_MALFORMED,
          "Metrics are shown without asking for a token, so " + inQuotes(text) +

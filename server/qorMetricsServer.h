@@ -22,8 +22,9 @@ namespace orvix::server {
 
 /// Has a thread and an io_context of its own: whatever its guests do, requests do not wait for it,
 /// and it still answers when they hang.
-/// Limits:  one request a connection, MAX_HEAD bytes of it, DEADLINE from the first to the last of a
-///          connection; when a guest more than MAX_GUESTS comes, the one that is there longest goes.
+/// Limits:  one request a connection, MAX_HEAD bytes of it, DEADLINE from the first to the last of
+///          a connection; when a guest more than MAX_GUESTS comes, the one that is there longest
+///          goes.
 /// Threads: the page is made on the thread of this object.
 class MetricsServer {
  public:

@@ -22,9 +22,9 @@ std::string listOf(const std::vector<std::string>& names) {
 }
 
 void Reload::operator()() const {
-  serviceManager::reloading();
+  servicemanager::reloading();
   readAgain();
-  serviceManager::reloaded();
+  servicemanager::reloaded();
 }
 
 void Reload::readAgain() const noexcept {

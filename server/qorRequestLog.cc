@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A refusal is as grave as its cause: the server's own failure, somebody without the right to ask or
-// who does not speak the protocol, or an ordinary mistake of a client.
+// A refusal is as grave as its cause: the server's own failure, somebody without the right to ask
+// or who does not speak the protocol, or an ordinary mistake of a client.
 #include "server/qorRequestLog.h"
 
 #include "comm/protocol/internal/qorRequestKinds.h"

@@ -238,7 +238,7 @@ std::string SearchRun::keyOf(const Hit& hit) {
         view_->stale = true;
         view_->database.reopen();
       }
-      // Without a look whether it is there: one that is gone has no data, and the others are faster.
+      // Without a look whether it is there: one that is gone has no data, the others are faster.
       return view_->database.get_document(hit.document, Xapian::DOC_ASSUME_VALID).get_data();
     } catch (const Xapian::DatabaseModifiedError&) {
       overtaken = true;

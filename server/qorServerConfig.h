@@ -28,8 +28,8 @@ struct ServerConfig {
   std::vector<TextFilter> filters;
 };
 
-/// Where a value came from, by the key's full name ("log.level", "filter[0].command"), as it opens a
-/// message: "FILE:LINE:COLUMN", or the option.
+/// Where a value came from, by the key's full name ("log.level", "filter[0].command"), as it opens
+/// a message: "FILE:LINE:COLUMN", or the option.
 using ConfigPlaces = std::map<std::string, std::string>;
 
 /// What is wrong with values of the right type: addresses, files, folders and programs that are not

@@ -129,7 +129,7 @@ std::unique_ptr<MetricsServer> metricsServerOf(const ServerConfig& config, Board
 
 /// Nothing when no service manager watches.
 std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const Writer& writer) {
-  const auto patience = serviceManager::patience();
+  const auto patience = servicemanager::patience();
   if (!patience) return nullptr;
   return std::make_unique<Watchdog>(
       loop, *patience,
@@ -170,7 +170,7 @@ void announce(const Listener& listener, const MetricsServer* metrics) {
   const std::string page = metrics == nullptr ? "off" : textOf(metrics->endpoint());
   log(LogLevel::INFO, "listening", {{"address", where}, {"metrics", page}});
   std::cout << "listening on " << where << std::endl;
-  serviceManager::ready("listening on " + where + ", metrics " + page);
+  servicemanager::ready("listening on " + where + ", metrics " + page);
 }
 
 void run(const CommandLine& line, const ServerConfig& config) {
@@ -191,7 +191,7 @@ void run(const CommandLine& line, const ServerConfig& config) {
   asio::thread_pool pool(config.searchThreads);
   Connections connections(loop, dispatcher, writer, pool, limits);
   Listener listener(loop, listenAddressOf(config.listen), connections);
-  connections.onDrain(serviceManager::stopping);
+  connections.onDrain(servicemanager::stopping);
   const auto metricsServer = metricsServerOf(config, directory.board(), writer);
   const auto watchdog = watchdogOf(loop, directory.board(), writer);
   const Signals signals(

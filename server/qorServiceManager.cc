@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <systemd/sd-daemon.h>
 
-namespace orvix::server::serviceManager {
+namespace orvix::server::servicemanager {
 
 namespace {
 
@@ -36,4 +36,4 @@ std::optional<std::chrono::microseconds> patience() {
   return std::chrono::microseconds(microseconds);
 }
 
-}  // namespace orvix::server::serviceManager
+}  // namespace orvix::server::servicemanager

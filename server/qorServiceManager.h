@@ -10,7 +10,7 @@
 /// The manager is the one that the environment names (NOTIFY_SOCKET, WATCHDOG_USEC).
 /// Errors:  none: a manager that does not listen is not the server's trouble.
 /// Threads: any.
-namespace orvix::server::serviceManager {
+namespace orvix::server::servicemanager {
 
 /// The server listens. `status` is for people.
 void ready(const std::string& status);
@@ -26,4 +26,4 @@ void alive();
 /// How long the manager waits for alive() before it takes the server for dead. Nothing: for ever.
 [[nodiscard]] std::optional<std::chrono::microseconds> patience();
 
-}  // namespace orvix::server::serviceManager
+}  // namespace orvix::server::servicemanager

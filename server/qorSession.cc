@@ -244,8 +244,8 @@ asio::awaitable<bool> Session::nextOnPool(Reply& reply, std::string& piece) {
   co_return more;
 }
 
-/// What the connection takes without waiting: most replies as a whole, with one system call. Not for
-/// a peer that has more under way: the others get their turn between two writes.
+/// What the connection takes without waiting: most replies as a whole, with one system call. Not
+/// for a peer that has more under way: the others get their turn between two writes.
 std::size_t Session::writeAtOnce(std::string_view piece) {
   std::error_code error;
   const std::size_t written = socket_.write_some(asio::buffer(piece), error);

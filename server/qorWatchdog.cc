@@ -25,9 +25,9 @@ asio::awaitable<void> Watchdog::beat() {
   for (;;) {
     const WriterState writer = writer_();
     if (progress_.isMade(writer.steps, writer.hasWork, Progress::Clock::now())) {
-      serviceManager::alive();
+      servicemanager::alive();
     }
-    serviceManager::status(status_());
+    servicemanager::status(status_());
     timer.expires_after(interval_);
     co_await timer.async_wait(asio::use_awaitable);
   }

@@ -13,8 +13,8 @@
 namespace orvix::server {
 
 /// Judges whether a thread gets on: it has nothing to do, or has finished a step lately. A step may
-/// take PATIENCE: one commit after a long batch on a slow disk, or a backup, must never be taken for
-/// a hang.
+/// take PATIENCE: one commit after a long batch on a slow disk, or a backup, must never be taken
+/// for a hang.
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;

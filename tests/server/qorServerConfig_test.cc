@@ -52,7 +52,7 @@ TEST(ConfigReader, TakesEverySetting) {
   EXPECT_EQ(config.backupRoots, (std::vector<std::string>{"/a", "/b"}));
   EXPECT_EQ(config.metricsListen, "127.0.0.1:2");
   const std::vector<TextFilter> filters{{"application/pdf", {"/bin/cat", "", "-"}, 30, 512, 64},
-                                          {"a/b", {"/bin/true"}, 1, 16, 1}};
+                                        {"a/b", {"/bin/true"}, 1, 16, 1}};
   EXPECT_EQ(config.filters, filters);
   EXPECT_EQ(reading.places.at("backup.roots[1]"), "f:9:27");
   EXPECT_EQ(changedKeys(ServerConfig(), config).size(), SERVER_KEYS.size());

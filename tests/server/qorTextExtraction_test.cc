@@ -57,18 +57,18 @@ void expectAll(const std::vector<Case>& cases) {
 }
 
 TEST(TextExtraction, TheTypeSaysHowAContentIsRead) {
-  const std::string MARKUP = "<p>a</p>";
-  expectAll({{"none", "", MARKUP, "<p>a</p>"},
-             {"not known", "unknown", MARKUP, "<p>a</p>"},
-             {"not defined", "ContentTypeNotDefined", MARKUP, "<p>a</p>"},
-             {"plain", "text/plain", MARKUP, "<p>a</p>"},
-             {"another text", "text/markdown", MARKUP, "<p>a</p>"},
-             {"HTML in any case", " Text/HTML ", MARKUP, "a"},
-             {"with a parameter", "text/html; charset=utf-8", MARKUP, "a"},
-             {"XHTML", "application/xhtml+xml", MARKUP, "a"},
-             {"XML", "text/xml", MARKUP, "a"},
-             {"XML of an application", "application/xml", MARKUP, "a"},
-             {"a kind of XML", "application/rss+xml", MARKUP, "a"},
+  const std::string markup = "<p>a</p>";
+  expectAll({{"none", "", markup, "<p>a</p>"},
+             {"not known", "unknown", markup, "<p>a</p>"},
+             {"not defined", "ContentTypeNotDefined", markup, "<p>a</p>"},
+             {"plain", "text/plain", markup, "<p>a</p>"},
+             {"another text", "text/markdown", markup, "<p>a</p>"},
+             {"HTML in any case", " Text/HTML ", markup, "a"},
+             {"with a parameter", "text/html; charset=utf-8", markup, "a"},
+             {"XHTML", "application/xhtml+xml", markup, "a"},
+             {"XML", "text/xml", markup, "a"},
+             {"XML of an application", "application/xml", markup, "a"},
+             {"a kind of XML", "application/rss+xml", markup, "a"},
              {"JSON", "application/json", R"({"k":"a"})", "a"},
              {"a kind of JSON", "application/ld+json", R"(["a"])", "a"}});
   for (const char* type : {"image/png", "application/pdf", "application/*", "texts", "unknown/x"}) {

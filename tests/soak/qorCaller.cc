@@ -24,7 +24,7 @@ void take(comm::SearchResponse& hits, Keys& keys) {
 
 }  // namespace
 
-Caller::Caller(World& world, std::string token) : world_(world), token_(text(token)) {}
+Caller::Caller(World& world, const std::string& token) : world_(world), token_(text(token)) {}
 
 comm::TamberPerfClient& Caller::client() {
   const std::uint64_t life = world_.life();

@@ -37,7 +37,7 @@ class Caller {
   static constexpr auto HANG = std::chrono::seconds(30);
 
   /// Borrows the world. The token is what every request carries.
-  Caller(World& world, std::string token);
+  Caller(World& world, const std::string& token);
 
   Answer ask(Request::REQUEST kind, const std::string& collection, const Pairs& pairs = {});
   Answer add(const std::string& collection, const std::string& key, int version,
