@@ -50,7 +50,7 @@ bool ownNamespace() {
 /// One run over the disk. Every document has the word of all and one of its own.
 class Run {
  public:
-  Run(std::string program, fs::path disk)
+  Run(std::string program, const fs::path& disk)
       : program_(std::move(program)),
         data_(disk / "data"),
         ballast_(disk / "ballast"),

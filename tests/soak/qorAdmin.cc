@@ -17,12 +17,12 @@ constexpr std::size_t WRITERS_BACKUP_EVERY = 40;
 
 }  // namespace
 
-AdminLoad::AdminLoad(World& world, std::string token, std::string other,
+AdminLoad::AdminLoad(World& world, const std::string& token, const std::string& other,
                      std::vector<std::string> lines, std::filesystem::path tokenFile,
                      std::deque<Owned>& owned, std::uint32_t seed)
     : world_(world),
-      caller_(world, std::move(token)),
-      other_(world, std::move(other)),
+      caller_(world, token),
+      other_(world, other),
       lines_(std::move(lines)),
       tokenFile_(std::move(tokenFile)),
       owned_(owned),
@@ -139,8 +139,8 @@ void AdminLoad::reload() {
   std::filesystem::permissions(tokenFile_.string() + ".new", std::filesystem::perms::owner_read);
   std::filesystem::rename(tokenFile_.string() + ".new", tokenFile_);
   otherAdmitted_ = admit;
-  if (life % 2 == 1 || process <= 0) return;
-  ::kill(process, SIGHUP);
+  if (life % 2 == 1) return;
+  ::kill(world_.process(), SIGHUP);
   const auto deadline = Clock::now() + RELOAD_LIMIT;
   while (world_.life() == life && Clock::now() < deadline) {
     if (other_.admitted() == admit) return world_.count(Operation::RELOAD);

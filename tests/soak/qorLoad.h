@@ -87,13 +87,12 @@ class AdminLoad {
   static constexpr const char* COLLECTION = "administered";
 
   /// `lines` are those of the token file: the one that everybody uses, and another one.
-  AdminLoad(World& world, std::string token, std::string other, std::vector<std::string> lines,
-            std::filesystem::path tokenFile, std::deque<Owned>& owned, std::uint32_t seed);
+  AdminLoad(World& world, const std::string& token, const std::string& other,
+            std::vector<std::string> lines, std::filesystem::path tokenFile,
+            std::deque<Owned>& owned, std::uint32_t seed);
   void step();
   /// The collection against what is known of it.
   [[nodiscard]] std::string compare(Caller& caller);
-  /// Where to send SIGHUP.
-  std::atomic<pid_t> process = 0;
 
  private:
   void create();
@@ -104,7 +103,6 @@ class AdminLoad {
   void reload();
 
   World& world_;
-  std::string otherToken_;
   Caller caller_;
   Caller other_;
   std::vector<std::string> lines_;

@@ -135,8 +135,7 @@ bool Soak::start() {
     world_.wrong("the server does not start");
     return false;
   }
-  if (admin_) admin_->process = server_->process();
-  world_.up(server_->port());
+  world_.up(server_->port(), server_->process());
   return true;
 }
 
@@ -166,16 +165,8 @@ void Soak::prepare() {
 template <typename Load>
 void Soak::work(Load& load) {
   threads_.emplace_back([this, &load] {
-    while (!world_.ended) {
-      if (world_.life() % 2 == 1 || world_.quiet) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        continue;
-      }
-      {
-        const std::shared_lock lock(world_.gate);
-        load.step();
-      }
-      world_.pause(Load::PAUSES);
+    while (!world_.ended()) {
+      if (world_.step([&load] { load.step(); })) world_.pause(Load::PAUSES);
     }
   });
 }
@@ -193,9 +184,7 @@ void Soak::pace(double elapsed) {
   const double busy = (now - processorSeconds_) / elapsed;
   processorSeconds_ = now;
   if (busy <= 0) return;  // another life
-  const double factor = std::clamp(busy / settings_.cores, 0.5, 2.0);
-  const double pause = static_cast<double>(world_.pauseMicros) * factor;
-  world_.pauseMicros = static_cast<std::uint32_t>(std::clamp(pause, 200.0, 500000.0));
+  world_.slowDown(std::clamp(busy / settings_.cores, 0.5, 2.0));
 }
 
 void Soak::interrupt(bool kill) {
@@ -208,16 +197,14 @@ void Soak::interrupt(bool kill) {
     if (!server_->terminate()) world_.wrong("the server does not end properly");
   }
   if (!start()) {
-    world_.ended = true;
+    world_.end();
     return;
   }
   compareAll(kill ? "after a kill" : "after an end");
 }
 
 void Soak::compareAll(const std::string& when) {
-  world_.quiet = true;
-  {
-    const std::unique_lock lock(world_.gate);
+  world_.alone([&] {
     for (Owned& owned : owned_) {
       std::string problem;
       const auto found = caller_.everything(owned.name, problem);
@@ -227,8 +214,7 @@ void Soak::compareAll(const std::string& when) {
     }
     const std::string problem = admin_->compare(caller_);
     if (!problem.empty()) world_.lost(when + ", in " + AdminLoad::COLLECTION + ": " + problem);
-  }
-  world_.quiet = false;
+  });
 }
 
 std::string Soak::minuteLine() const {
@@ -239,7 +225,7 @@ std::string Soak::minuteLine() const {
   line << std::fixed << std::setprecision(1) << "minute " << std::lround(nextLine_ / 60) << ": "
        << operations << " operations, " << kills_ << " kills, " << ends_ << " ends, "
        << now.residentMiB << " MiB, " << now.descriptors << " descriptors, " << now.threads
-       << " threads, lost " << world_.losses << ", wrong " << world_.wrongs;
+       << " threads, lost " << world_.losses() << ", wrong " << world_.wrongs();
   return line.str();
 }
 
@@ -270,7 +256,7 @@ void Soak::tick() {
 void Soak::watch() {
   begun_ = Clock::now();
   nextInterrupt_ = std::clamp(settings_.time / 10, 2.0, 60.0);
-  while (!world_.ended && secondsSince(begun_) < settings_.time) {
+  while (!world_.ended() && secondsSince(begun_) < settings_.time) {
     if (!isRunning(server_->process())) {
       world_.wrong("the server has crashed");
       return;
@@ -296,7 +282,7 @@ void Soak::compareRestored() {
 }
 
 void Soak::finish() {
-  world_.ended = true;
+  world_.end();
   for (std::thread& thread : threads_) thread.join();
   hostile_.reset();
   if (!server_ || server_->port() == 0 || !isRunning(server_->process())) return;
@@ -325,20 +311,19 @@ bool Soak::judge() {
     line << ", " << world_.counted(i) << ' ' << OPERATION_NAMES.at(i);
   }
   line << "; " << kills_ << " kills, " << ends_ << " ends, each with a restart; lost "
-       << world_.losses << ", wrong " << world_.wrongs << ", over 30 s " << world_.slow
+       << world_.losses() << ", wrong " << world_.wrongs() << ", over 30 s " << world_.hangs()
        << "; resident " << growth.start().residentMiB << " -> " << growth.end().residentMiB
        << " MiB" << (memoryJudged ? "" : " (not judged)") << ", peak " << peakMiB_
        << " MiB; descriptors " << growth.start().descriptors << " -> " << growth.end().descriptors
        << ", threads " << growth.start().threads << " -> " << growth.end().threads
        << "; searches p99 " << world_.p99() << " ms";
   world_.say(line.str());
-  return problem.empty() && world_.losses == 0 && world_.wrongs == 0;
+  return problem.empty() && world_.losses() == 0 && world_.wrongs() == 0;
 }
 
 bool Soak::run() {
   prepare();
   if (!start()) return false;
-  admin_->process = server_->process();
   for (const Owned& owned : owned_) {
     const Pairs english{{u"docLang", u"en"}};
     if (!caller_.ask(Request::CREATE_COLLECTION, owned.name, english).done()) return false;

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <shared_mutex>
 #include <string>
+#include <sys/types.h>
 #include <thread>
 #include <vector>
 
@@ -47,16 +48,37 @@ class World {
   /// Odd while no server is up; a request that failed between two lives has an excuse.
   [[nodiscard]] std::uint64_t life() const noexcept { return life_; }
   [[nodiscard]] unsigned port() const noexcept { return port_; }
+  [[nodiscard]] pid_t process() const noexcept { return process_; }
   void down() noexcept { ++life_; }
-  void up(unsigned port) noexcept {
+  void up(unsigned port, pid_t process) noexcept {
     port_ = port;
+    process_ = process;
     ++life_;
   }
 
-  /// Held shared for one step of the load, alone by who compares everything.
-  std::shared_mutex gate;
-  std::atomic<bool> quiet = false;  ///< nobody should take it shared any more
-  std::atomic<bool> ended = false;
+  /// One step of the load; false, after a short wait, when it is not the time for any.
+  template <typename Work>
+  bool step(const Work& work) {
+    if (life_ % 2 == 1 || quiet_) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      return false;
+    }
+    const std::shared_lock lock(gate_);
+    work();
+    return true;
+  }
+  /// Runs while no step is under way.
+  template <typename Work>
+  void alone(const Work& work) {
+    quiet_ = true;  // or steps that overlap would never let it in
+    {
+      const std::unique_lock lock(gate_);
+      work();
+    }
+    quiet_ = false;
+  }
+  void end() noexcept { ended_ = true; }
+  [[nodiscard]] bool ended() const noexcept { return ended_; }
 
   void count(Operation operation, std::uint64_t times = 1) noexcept {
     counts_.at(static_cast<std::size_t>(operation)) += times;
@@ -67,13 +89,20 @@ class World {
 
   /// Something that must not be; the run fails.
   void wrong(const std::string& what) {
-    ++wrongs;
+    ++wrongs_;
     say("WRONG: " + what);
   }
   void lost(const std::string& what) {
-    ++losses;
+    ++losses_;
     say("LOST: " + what);
   }
+  void hung() {
+    ++hangs_;
+    wrong("a request took more than 30 s");
+  }
+  [[nodiscard]] std::uint64_t losses() const noexcept { return losses_; }
+  [[nodiscard]] std::uint64_t wrongs() const noexcept { return wrongs_; }
+  [[nodiscard]] std::uint64_t hangs() const noexcept { return hangs_; }
   void say(const std::string& line) {
     const std::scoped_lock lock(mutex_);
     std::cout << line << std::endl;
@@ -94,15 +123,23 @@ class World {
 
   /// Between two steps of the load.
   void pause(std::uint32_t times) const {
-    std::this_thread::sleep_for(std::chrono::microseconds(times * pauseMicros));
+    std::this_thread::sleep_for(std::chrono::microseconds(times * pauseMicros_));
   }
-  std::atomic<std::uint32_t> pauseMicros = 4000;
-
-  std::atomic<std::uint64_t> losses = 0;
-  std::atomic<std::uint64_t> wrongs = 0;
-  std::atomic<std::uint64_t> slow = 0;  ///< requests over the limit of a hang
+  /// Makes pauses longer by the factor, within reason.
+  void slowDown(double factor) {
+    const double pause = static_cast<double>(pauseMicros_) * factor;
+    pauseMicros_ = static_cast<std::uint32_t>(std::clamp(pause, 200.0, 500000.0));
+  }
 
  private:
+  std::shared_mutex gate_;
+  std::atomic<bool> quiet_ = false;
+  std::atomic<bool> ended_ = false;
+  std::atomic<std::uint32_t> pauseMicros_ = 4000;
+  std::atomic<std::uint64_t> losses_ = 0;
+  std::atomic<std::uint64_t> wrongs_ = 0;
+  std::atomic<std::uint64_t> hangs_ = 0;
+  std::atomic<pid_t> process_ = 0;
   std::atomic<std::uint64_t> life_ = 1;
   std::atomic<unsigned> port_ = 0;
   std::array<std::atomic<std::uint64_t>, OPERATION_NAMES.size()> counts_{};
