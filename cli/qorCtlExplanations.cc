@@ -147,7 +147,7 @@ constexpr Explanation TABLE[] = {
     {"SRV_ACCESS_INVALID", "There is no access class of that name.",
      "A typing error in the server's token file or in qorserver token.",
      "The classes are admin, update, select and monitor.", NEVER_HELPS},
-    {"SRV_READ_ONLY", "The server takes no changes.", "It was started with --read-only.",
+    {"SRV_READ_ONLY", "The server takes no changes.", "It was started with --read-only.\nAnother server has taken over its data directory.",
      "Which server --host and --port name", NEVER_HELPS},
     {"SRV_VERSION_UNSUPPORTED", "Client and server have no protocol version in common.",
      "One of them is much older.", "qorctl version", NEVER_HELPS},

@@ -74,7 +74,7 @@ const OptionRow OPTIONS[] = {
     {ALL_COMMANDS, "--connect-timeout", "SECONDS", &S::connectTimeout, false, checkSeconds, ANY,
      "Limit for establishing a connection; 0: none"},
     {ALL_COMMANDS, "--timeout", "SECONDS", &S::timeout, false, checkSeconds, ANY,
-     "Limit for a reply, and for each write; 0: none"},
+     "Limit for each step of a reply, and for each write; 0: none"},
     {ALL_COMMANDS, "--retries", "COUNT", &S::retries, false, checkRetries, ANY,
      "How often to repeat a request that failed on its way"},
     {ALL_COMMANDS, "--output", "FORM", &S::output, false, nullptr, OUTPUT_FORM,

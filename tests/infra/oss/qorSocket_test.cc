@@ -29,7 +29,8 @@ bool ownEndIsPeer = false;  // as when the kernel gives a connection the port th
 }
 
 /// In place of the C library's, for the library under test as well.
-extern "C" int getsockname(int descriptor, sockaddr* address, socklen_t* size) noexcept {
+extern "C" __attribute__((visibility("default"))) int getsockname(int descriptor, sockaddr* address,
+                                                                  socklen_t* size) noexcept {
   const long call = ownEndIsPeer ? SYS_getpeername : SYS_getsockname;
   return static_cast<int>(::syscall(call, descriptor, address, size));
 }
