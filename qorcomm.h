@@ -11,6 +11,7 @@
 #include "comm/results/qorGenRespRecord.h"
 #include "comm/results/qorParseResponse.h"
 #include "comm/results/qorParseResult.h"
+#include "comm/results/qorRecordCursor.h"
 #include "comm/results/qorSearchResponse.h"
 #include "comm/results/qorSearchResult.h"
 #include "comm/results/qorSelectivityInfo.h"
