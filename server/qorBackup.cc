@@ -103,6 +103,7 @@ void Backups::takeOne(const fs::path& target, std::string_view collection, bool 
   source.commit();
   const fs::path fresh = elsewhere ? target / UNFINISHED : directory_.freshScratch();
   fs::remove_all(fresh);  // a kill may have left one behind
+  const Unfinished unfinished(directory_, fresh);
   copyWithManifest(source.folder(), fresh);
   checkManifest(fresh);
   proveSearchable(collection, fresh);
@@ -116,6 +117,7 @@ void Backups::restoreOne(const fs::path& source, std::string_view collection) {
   }
   checkManifest(copy);
   const fs::path fresh = directory_.freshScratch();
+  const Unfinished unfinished(directory_, fresh);
   copyListed(copy, fresh);
   Collection::complete(fresh);
   proveSearchable(collection, fresh);

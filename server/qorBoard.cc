@@ -27,7 +27,7 @@ bool Board::busy() const {
 
 std::optional<Fault> Board::lastError() const {
   try {
-    requireRole();
+    if (role_ != nullptr) role_->requireAtOnce();
   } catch (...) {
     return currentFault("Looking who may write failed");
   }

@@ -24,6 +24,14 @@ namespace {
 constexpr const char* CONFIG_KEY = "config";
 constexpr const char* FIELDS_KEY = "fields";
 constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
+constexpr std::uint64_t BYTES_OF_A_DOCUMENT = 1024;  // whatever it holds
+
+/// Of the engine's memory, roughly.
+std::uint64_t costOf(const DocumentBody& body) {
+  std::uint64_t bytes = BYTES_OF_A_DOCUMENT + body.key.size() + body.content.size();
+  for (const DocumentField& field : body.fields) bytes += field.value.size();
+  return bytes;
+}
 
 void logBatch(const std::string& collection, const Outcomes::Settled& batch) {
   if (!batch.first) return;
@@ -57,9 +65,9 @@ void Collection::complete(const std::filesystem::path& folder) {
 }
 
 void Collection::add(const DocumentBody& body, const Properties& request) {
-  if (pendingBytes_ >= MAX_PENDING_BYTES) commit();
+  if (pendingBytes_ >= MAX_PENDING_BYTES) commit();  // what the engine holds in memory is bounded
   const TextSettings settings = textSettingsOf(request, config_.language);
-  const Xapian::Document document = buildDocument(body, settings, fields_);
+  const Xapian::Document document = build(body, settings);
   change([&](Xapian::WritableDatabase& database) {
     if (fields_.changed()) database.set_metadata(FIELDS_KEY, fields_.store());
     const Xapian::docid known = findDocument(database, body.key);
@@ -69,7 +77,17 @@ void Collection::add(const DocumentBody& body, const Properties& request) {
       database.add_document(document);
     }
   });
-  pendingBytes_ += body.content.size();
+  pendingBytes_ += costOf(body);
+}
+
+/// Fields that a refused document brought along do not count.
+Xapian::Document Collection::build(const DocumentBody& body, const TextSettings& settings) {
+  try {
+    return buildDocument(body, settings, fields_);
+  } catch (...) {
+    if (fields_.changed()) fields_ = fieldsIn(writer());
+    throw;
+  }
 }
 
 void Collection::remove(std::string_view key) {

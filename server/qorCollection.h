@@ -18,6 +18,8 @@
 
 namespace orvix::server {
 
+struct TextSettings;
+
 /// Searches read the last committed state; the writer is opened on the first change and then held.
 /// commit() returns once the changes are on disk for good: the engine syncs its files, but not the
 /// folder in which it publishes a revision by renaming.
@@ -70,6 +72,7 @@ class Collection {
   [[nodiscard]] Outcomes& outcomes() noexcept { return outcomes_; }
 
  private:
+  Xapian::Document build(const DocumentBody& body, const TextSettings& settings);
   Xapian::WritableDatabase& writer();
   void loadMetadata();
   void report();

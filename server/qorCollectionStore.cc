@@ -19,6 +19,7 @@ void CollectionStore::create(std::string_view name, const CollectionConfig& conf
                                              " exists already; drop it first or take another name");
   }
   const fs::path fresh = directory_.freshScratch();
+  const Unfinished unfinished(directory_, fresh);
   Collection::write(fresh, config);
   directory_.replace(folderOf(name), fresh);
 }

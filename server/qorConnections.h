@@ -24,6 +24,7 @@ struct Limits {
   std::chrono::seconds header{5};  ///< from a request's first byte to the end of its header
   std::chrono::seconds idle{600};  ///< between two bytes otherwise, either way; 0: for ever
   std::size_t connections = 16384;
+  std::size_t searches = 1024;             ///< under way, or waiting for readers of their hits
   std::size_t unacknowledged = 4U << 20U;  ///< bytes of one connection that wait for the writer
   std::size_t unacknowledgedInAll = 256U << 20U;
   std::size_t unfinishedInAll = 1024U << 20U;  ///< bytes of bodies that are still coming in
@@ -61,10 +62,16 @@ class Connections {
   /// For documents whose text takes long to make; searches must not wait for them.
   [[nodiscard]] asio::thread_pool& extractors() noexcept { return extractors_; }
   [[nodiscard]] const Limits& limits() const noexcept { return limits_; }
-  /// Counts the bytes kept of unfinished bodies; answers whether they are within the limit.
+  /// Counts the bytes kept of unfinished bodies; answers whether there is room for more of them, if
+  /// that is what is asked for.
   bool account(std::size_t before, std::size_t now) noexcept {
     unfinished_ += now - before;
-    return unfinished_ <= limits_.unfinishedInAll;
+    return now <= before || unfinished_ <= limits_.unfinishedInAll;
+  }
+  /// Waits for documents that are being read; their text is of no use any more.
+  void endReading() {
+    extractors_.stop();
+    extractors_.join();
   }
   /// For one read; its bytes are moved on before anything else runs.
   [[nodiscard]] std::array<char, 64U << 10U>& scratch() noexcept { return scratch_; }

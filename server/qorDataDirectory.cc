@@ -39,11 +39,12 @@ void removeLeisurely(const fs::path& folder) {
 
 }  // namespace
 
-DataDirectory::DataDirectory(fs::path root) : root_(std::move(root)) {
+DataDirectory::DataDirectory(fs::path root, bool writes) : root_(std::move(root)) {
   fs::create_directories(collections());
   fs::create_directories(backups());
   lock();
-  board_.setRole(&role_.emplace(root_));
+  role_.emplace(root_, writes);
+  if (writes) board_.setRole(&*role_);
   fs::remove_all(root_ / "scratch");
   fs::create_directories(root_ / "scratch");
   syncFolder(root_);

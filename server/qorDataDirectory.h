@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <system_error>
+#include <utility>
 
 #include "server/qorBoard.h"
 #include "server/qorRole.h"
@@ -18,7 +20,8 @@ namespace orvix::server {
 /// Throws: STORAGE_FAILED at construction when another server holds it; filesystem_error.
 class DataDirectory {
  public:
-  explicit DataDirectory(std::filesystem::path root);
+  /// One that does not write leaves the role to whoever has it.
+  explicit DataDirectory(std::filesystem::path root, bool writes = true);
   DataDirectory(const DataDirectory&) = delete;
   DataDirectory& operator=(const DataDirectory&) = delete;
   ~DataDirectory();
@@ -43,6 +46,24 @@ class DataDirectory {
   std::optional<Role> role_;
   int lockDescriptor_ = -1;
   std::uint64_t scratchCount_ = 0;
+};
+
+/// A folder that is being built: whatever goes wrong, nothing of it stays behind and takes up room.
+class Unfinished {
+ public:
+  Unfinished(DataDirectory& directory, std::filesystem::path folder)
+      : board_(directory.board()), folder_(std::move(folder)) {}
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+  /// Where another server has taken over, a folder of that name may be its own.
+  ~Unfinished() {
+    std::error_code ignored;
+    if (!board_.roleLost()) std::filesystem::remove_all(folder_, ignored);
+  }
+
+ private:
+  Board& board_;
+  std::filesystem::path folder_;
 };
 
 }  // namespace orvix::server

@@ -175,7 +175,7 @@ void Dispatcher::screen(Frame& request) const {
     request.fault =
         Fault{MessageId::ACCESS_DENIED,
               "The token does not allow requests of the class " + inQuotes(nameOf(needed))};
-  } else if (readOnly_ && changesData(*kind)) {
+  } else if (readOnly_ && (changesData(*kind) || kind == kinds::TAKEOVER)) {
     request.admission = Admission::FORBIDDEN;
     request.fault = Fault{MessageId::READ_ONLY, "This server only reads its data at present"};
   }
@@ -238,7 +238,8 @@ Reply Dispatcher::replyTo(std::optional<std::uint32_t> kind, const Frame& given)
     reply = errorReply(*fault);
   } else if (given.admission == Admission::ADMITTED) {
     rejectUnanswered(context_, given, *fault);
-    reply.fail(*fault);
+    reply.failed = true;
+    if (given.positionLost) reply.fault = fault;  // else the batch tells it
   } else {
     reply.fail(*fault);
     // Nobody may leave outcomes without the right to; the close is the only sign.

@@ -2,7 +2,6 @@
 // Documents in and out. An answered change is committed before its answer; the documents of an
 // asynchronous batch wait for its end, or for whoever asks what became of them.
 #include <ctime>
-#include <deque>
 #include <utility>
 
 #include "comm/protocol/internal/qorWireStatus.h"
@@ -18,24 +17,24 @@ namespace {
 
 constexpr std::size_t PIECE = 64U << 10U;
 
-/// Tells a copy: the collection keeps its outcomes until the peer is known to have got them.
+/// The collection keeps its outcomes until the peer is known to have got them.
 class OutcomeStream : public ReplyStream {
  public:
-  explicit OutcomeStream(std::deque<Outcome> outcomes) : outcomes_(std::move(outcomes)) {}
+  explicit OutcomeStream(OutcomeReader outcomes) : outcomes_(std::move(outcomes)) {}
 
   bool next(std::string& out) override {
     const std::size_t enough = out.size() + PIECE;
-    while (!outcomes_.empty() && out.size() < enough) {
-      const Outcome& outcome = outcomes_.front();
+    const bool more = outcomes_.read([&out, enough](const Outcome& outcome) {
+      if (out.size() >= enough) return false;
       putOutcome(out, outcome.key, outcome.fault ? &*outcome.fault : nullptr);
-      outcomes_.pop_front();
-    }
-    if (outcomes_.empty()) putEndMarker(out);
-    return !outcomes_.empty();
+      return true;
+    });
+    if (!more) putEndMarker(out);
+    return more;
   }
 
  private:
-  std::deque<Outcome> outcomes_;
+  OutcomeReader outcomes_;
 };
 
 /// From the body, or from the property when the request has none.
@@ -125,9 +124,9 @@ Reply fetchOutcomes(ServerContext& context, const Frame& request) {
     // The outcomes say so, document by document.
   }
   Reply reply = plainSuccess();
-  std::deque<Outcome> told = collection.outcomes().told(std::time(nullptr));
+  OutcomeReader told = collection.outcomes().told(std::time(nullptr));
   if (!told.empty()) {
-    reply.received = [&context, name = collection.name(), upTo = told.back().number] {
+    reply.received = [&context, name = collection.name(), upTo = told.upTo()] {
       forgetOutcomes(context, name, upTo);
     };
   }

@@ -35,13 +35,14 @@ enum class MessageId : std::size_t {
   ACCESS_DENIED,
   ACCESS_INVALID,
   READ_ONLY,
+  TOO_BUSY,
   STORAGE_FAILED,
   ENGINE_FAILED,
   INTERNAL_FAILURE
 };
 
 /// Row n is the text of enumerator n.
-inline constexpr std::array<std::string_view, 27> MESSAGE_ID_TEXTS{
+inline constexpr std::array<std::string_view, 28> MESSAGE_ID_TEXTS{
     "SRV_REQUEST_MALFORMED",  "SRV_ACTION_UNKNOWN",       "SRV_BODY_MALFORMED",
     "SRV_DOCUMENT_TOO_LARGE", "SRV_DOCUMENT_KEY_INVALID", "SRV_CONTENT_TYPE_UNSUPPORTED",
     "SRV_CHARSET_UNKNOWN",    "SRV_CONTENT_MALFORMED",    "SRV_FILTER_FAILED",
@@ -50,7 +51,8 @@ inline constexpr std::array<std::string_view, 27> MESSAGE_ID_TEXTS{
     "SRV_NUMBER_INVALID",     "SRV_SORT_FIELD_UNKNOWN",   "SRV_BACKUP_NAME_INVALID",
     "SRV_BACKUP_UNKNOWN",     "SRV_BACKUP_DAMAGED",       "SRV_VERSION_UNSUPPORTED",
     "SRV_ACCESS_DENIED",      "SRV_ACCESS_INVALID",       "SRV_READ_ONLY",
-    "SRV_STORAGE_FAILED",     "SRV_ENGINE_FAILED",        "SRV_INTERNAL_FAILURE",
+    "SRV_TOO_BUSY",           "SRV_STORAGE_FAILED",       "SRV_ENGINE_FAILED",
+    "SRV_INTERNAL_FAILURE",
 };
 static_assert(MESSAGE_ID_TEXTS.size() == static_cast<std::size_t>(MessageId::INTERNAL_FAILURE) + 1);
 

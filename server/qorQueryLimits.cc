@@ -4,8 +4,12 @@
 #include "server/qorQueryLimits.h"
 
 #include <algorithm>
+#include <cctype>
 #include <string>
 #include <time.h>
+
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
 
 #include "server/qorRefusal.h"
 
@@ -18,20 +22,27 @@ constexpr std::size_t LIGHT_QUERY = 200;  // bytes
 /// milliseconds at most.
 constexpr Xapian::docid WIDE_STEP = 4096;
 
-bool isBlank(char byte) noexcept { return static_cast<unsigned char>(byte) <= 0x20; }
+constexpr UChar32 FIRST_WITHOUT_BLANKS = 0x2e80;  // where scripts begin that have none
 
-/// The first byte of a character from U+2E80 on, where scripts without blanks begin.
-bool startsBlanklessCharacter(char byte) noexcept {
-  return static_cast<unsigned char>(byte) >= 0xe2;
+constexpr UChar32 ILL_FORMED = 0xfffd;  // the engine takes such a byte for a character of its own
+
+/// What the engine makes words of.
+bool isOfWord(UChar32 character) noexcept {
+  constexpr auto OF_WORDS = U_GC_L_MASK | U_GC_M_MASK | U_GC_N_MASK | U_GC_PC_MASK;
+  return character == ILL_FORMED || (U_GET_GC_MASK(character) & OF_WORDS) != 0;
 }
 
-std::size_t wordsIn(std::string_view query) noexcept {
+/// Everything else separates words here, also what the engine keeps within one: the full stop of
+/// 1.5 makes two of it.
+std::size_t wordsIn(std::string_view query) {
+  const auto text = icu::UnicodeString::fromUTF8({query.data(), static_cast<int>(query.size())});
   std::size_t words = 0;
   bool inside = false;
-  for (const char byte : query) {
-    const bool blank = isBlank(byte);
-    if ((!blank && !inside) || startsBlanklessCharacter(byte)) ++words;
-    inside = !blank;
+  for (std::int32_t at = 0; at < text.length(); at = text.moveIndex32(at, 1)) {
+    const UChar32 character = text.char32At(at);
+    const bool ofWord = isOfWord(character);
+    if (ofWord && (!inside || character >= FIRST_WITHOUT_BLANKS)) ++words;
+    inside = ofWord;
   }
   return words;
 }
@@ -46,6 +57,13 @@ std::size_t depthOf(std::string_view query) noexcept {
     if (byte == ')' && depth > 0) --depth;
   }
   return deepest;
+}
+
+/// Other signs than these ask for phrases, in quotation marks or between the parts of "a-b", for
+/// wildcards or for ranges.
+bool isPlain(char byte) noexcept {
+  const auto number = static_cast<unsigned char>(byte);
+  return number >= 0x80 || std::isalnum(number) != 0 || byte == ' ' || byte == '_';
 }
 
 std::chrono::nanoseconds processorTime() noexcept {
@@ -122,7 +140,7 @@ Xapian::termcount expansionsPerWildcard(std::string_view query) noexcept {
 }
 
 bool isLightQuery(std::string_view query) noexcept {
-  return query.size() <= LIGHT_QUERY && query.find_first_of("*\"") == std::string_view::npos &&
+  return query.size() <= LIGHT_QUERY && std::all_of(query.begin(), query.end(), isPlain) &&
          query.find("NEAR") == std::string_view::npos &&
          query.find("ADJ") == std::string_view::npos;
 }

@@ -15,8 +15,8 @@ inline constexpr std::size_t MAX_QUERY_DEPTH = 100;
 /// Words that all wildcards of a query together may stand for.
 inline constexpr Xapian::termcount MAX_EXPANSION = 10000;
 
-/// Runs of text without blanks count as one word; of Chinese, Japanese and Korean text, which has
-/// none and is searched by pairs of characters, each character does.
+/// Runs of letters and digits count as words; of Chinese, Japanese and Korean text, which has no
+/// blanks and is searched by pairs of characters, each character does.
 /// Throws: QUERY_INVALID for too many words or parentheses within each other.
 void checkQueryText(std::string_view query);
 /// The number of words that one of the query's wildcards may stand for.

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <string>
 
 #include "server/qorCollection.h"
+#include "server/qorRefusal.h"
 
 namespace orvix::server {
 
@@ -27,6 +29,11 @@ void CollectionView::readMetadata() {
 
 /// The board is read before the disk: what changes in between is looked for once more next time.
 Readers::Lease Readers::take(std::string_view name) {
+  if (lent_ >= maxLent_) {
+    refuse(MessageId::TOO_BUSY, "There are " + std::to_string(lent_) +
+                                    " searches under way or waiting for their readers, as many as "
+                                    "files can be kept open for; try again later");
+  }
   const std::uint64_t commits = board_.commits();
   const std::uint64_t layouts = board_.layouts();
   auto view = takeIdle(name);
@@ -40,6 +47,7 @@ Readers::Lease Readers::take(std::string_view name) {
     steadily(board_, [&] { view->refresh(); });
   }
   view->commits = commits;
+  ++lent_;
   return {*this, std::move(view)};
 }
 
@@ -60,6 +68,7 @@ std::unique_ptr<CollectionView> Readers::takeIdle(std::string_view name) {
 
 /// A view that was opened before a rearrangement may show a folder that is gone.
 void Readers::giveBack(std::unique_ptr<CollectionView> view) {
+  --lent_;
   std::unique_ptr<CollectionView> dropped;
   const std::scoped_lock lock(mutex_);
   if (view->layouts != board_.layouts()) {

@@ -3,6 +3,8 @@
 // of a collection it reads from the last committed revision, never from the writer.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <list>
@@ -56,10 +58,12 @@ struct CollectionView {
 };
 
 /// Limits: MAX_IDLE handles are kept open while nobody uses them; the longest unused goes first.
+///         MAX_LENT, or fewer, are lent at one time: peers that do not read hold theirs.
 /// Threads: any; a lease belongs to one thread at a time.
 class Readers {
  public:
   static constexpr std::size_t MAX_IDLE = 64;
+  static constexpr std::size_t MAX_LENT = 1024;
 
   /// Gives the view back at its end.
   class Lease {
@@ -80,9 +84,11 @@ class Readers {
   };
 
   /// Borrows both, for its whole life. Of the store it asks only what every thread may ask.
-  Readers(const CollectionStore& store, Board& board) : store_(store), board_(board) {}
+  Readers(const CollectionStore& store, Board& board, std::size_t maxLent = MAX_LENT)
+      : store_(store), board_(board), maxLent_(maxLent) {}
 
-  /// A view of the last committed revision. Throws: COLLECTION_UNKNOWN, COLLECTION_NAME_INVALID.
+  /// A view of the last committed revision. Throws: COLLECTION_UNKNOWN, COLLECTION_NAME_INVALID,
+  /// TOO_BUSY when as many are lent as there may be.
   [[nodiscard]] Lease take(std::string_view name);
   /// Documents in the collection when it was last looked at; the largest number when it never was.
   [[nodiscard]] Xapian::doccount documentsIn(std::string_view name) const;
@@ -98,6 +104,8 @@ class Readers {
   mutable std::mutex mutex_;
   std::list<std::unique_ptr<CollectionView>> idle_;  // the most recently used first
   std::uint64_t layouts_ = 0;                        // of the board, when idle_ was last emptied
+  std::size_t maxLent_;
+  std::atomic<std::size_t> lent_ = 0;
 };
 
 }  // namespace orvix::server

@@ -49,10 +49,10 @@ bool writeAndSync(const fs::path& file, int flags, const std::string& text) {
 
 }  // namespace
 
-Role::Role(fs::path folder) : folder_(std::move(folder)), file_(folder_ / FILE_NAME) {
+Role::Role(fs::path folder, bool taking) : folder_(std::move(folder)), file_(folder_ / FILE_NAME) {
   if (sodium_init() < 0) refuse(MessageId::INTERNAL_FAILURE, "libsodium does not start");
   own_.instance = freshInstance();
-  take();
+  if (taking) take();
 }
 
 void Role::take() {
@@ -62,10 +62,20 @@ void Role::take() {
   write({epoch, own_.instance});
   own_.epoch = epoch;
   loss_.reset();
+  lost_ = false;
 }
 
 void Role::require() {
   const std::scoped_lock lock(mutex_);
+  look();
+}
+
+void Role::requireAtOnce() {
+  const std::unique_lock lock(mutex_, std::try_to_lock);
+  if (lock) look();
+}
+
+void Role::look() {
   if (!loss_) {
     const auto holder = read();
     if (holder == own_) return;
@@ -78,13 +88,9 @@ void Role::require() {
                       std::to_string(own_.epoch) +
                       "); this one only reads from now on. Stop one of them; a takeover request "
                       "or a restart makes this one write again"};
+    lost_ = true;
   }
   refuse(loss_->id, loss_->text);
-}
-
-bool Role::lost() const {
-  const std::scoped_lock lock(mutex_);
-  return loss_.has_value();
 }
 
 std::uint64_t Role::epoch() const {

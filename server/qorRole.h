@@ -3,6 +3,7 @@
 // another server took the directory over where no lock could hinder it, on shared storage.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
@@ -23,14 +24,17 @@ class Role {
  public:
   static constexpr const char* FILE_NAME = "role";
 
-  /// Takes the role at once.
-  explicit Role(std::filesystem::path folder);
+  /// Takes the role at once, unless told not to.
+  explicit Role(std::filesystem::path folder, bool taking = true);
 
   /// Raises the epoch above everybody's, on disk for good.
   void take();
   /// Looks at the file. What another server does between this and a write remains unseen.
   void require();
-  [[nodiscard]] bool lost() const;
+  /// The same, but at a moment when the role is being taken nothing is looked at, nor waited for.
+  void requireAtOnce();
+  /// As the last look found it; never waits for a disk.
+  [[nodiscard]] bool lost() const noexcept { return lost_; }
   [[nodiscard]] std::uint64_t epoch() const;
 
  private:
@@ -40,6 +44,7 @@ class Role {
     bool operator==(const Holder&) const = default;
   };
 
+  void look();
   [[nodiscard]] std::optional<Holder> read() const;
   void write(const Holder& holder) const;
 
@@ -48,6 +53,7 @@ class Role {
   mutable std::mutex mutex_;
   Holder own_;
   std::optional<Fault> loss_;
+  std::atomic<bool> lost_ = false;  // whether there is a loss
 };
 
 }  // namespace orvix::server

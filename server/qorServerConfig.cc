@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include "server/qorAccess.h"
+#include "server/qorBackupRoots.h"
+#include "server/qorContentType.h"
 #include "server/qorListener.h"
 #include "server/qorRefusal.h"
 
@@ -75,17 +77,28 @@ class Check {
     }
   }
 
+  void tryRoot(const std::string& key, const std::string& folder) {
+    try {
+      static_cast<void>(BackupRoots({folder}, config_.data));
+    } catch (...) {
+      fault(key, currentFault("Reading the folder failed").text);
+    }
+  }
+
   void root(const std::string& key, const std::string& folder) {
     std::error_code error;
     if (!fs::path(folder).is_absolute()) {
       fault(key, inQuotes(folder) + " is no whole path; let it start with /");
     } else if (!fs::is_directory(folder, error)) {
       fault(key, inQuotes(folder) + " is no folder; make it, or leave it out");
+    } else if (!config_.data.empty()) {
+      tryRoot(key, folder);
     }
   }
 
   void filter(const std::string& name, const TextFilter& filter) {
-    if (!filter.contentType.empty() && !filtered_.insert(filter.contentType).second) {
+    const std::string type = parseContentType(filter.contentType).name;
+    if (!type.empty() && !filtered_.insert(type).second) {
       fault(name + ".content_type",
             "there is a filter for " + inQuotes(filter.contentType) + " already; keep one");
     }

@@ -39,8 +39,10 @@ namespace orvix::server {
 
 namespace {
 
-/// Descriptors that connections must leave to the engine's files.
+/// Descriptors that connections must leave to the engine's files: of the writer, of idle handles,
+/// and of each search whose hits wait to be read.
 constexpr std::size_t RESERVED_DESCRIPTORS = 1024;
+constexpr std::size_t DESCRIPTORS_OF_A_SEARCH = 6;
 
 /// The line for the file goes to standard output, a fresh token, this once, to standard error.
 void makeToken(const CommandLine& line) {
@@ -69,7 +71,9 @@ void raiseDescriptorLimit(Limits& limits) {
   granted.rlim_cur = granted.rlim_max;
   ::setrlimit(RLIMIT_NOFILE, &granted);
   const auto most = static_cast<std::size_t>(granted.rlim_cur);
-  const std::size_t reserved = std::min(RESERVED_DESCRIPTORS, most / 2);
+  limits.searches = std::min(Readers::MAX_LENT, most / 16);
+  const std::size_t reserved =
+      std::min(RESERVED_DESCRIPTORS + limits.searches * DESCRIPTORS_OF_A_SEARCH, most / 2);
   limits.connections = std::min(limits.connections, most - reserved);
 }
 
@@ -127,8 +131,15 @@ std::unique_ptr<MetricsServer> metricsServerOf(const ServerConfig& config, Board
   });
 }
 
+std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
+  std::ostringstream text;
+  text << endpoint;
+  return text.str();
+}
+
 /// Nothing when no service manager watches.
-std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const Writer& writer) {
+std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const Writer& writer,
+                                     const Connections& connections, const Listener& listener) {
   const auto patience = servicemanager::patience();
   if (!patience) return nullptr;
   return std::make_unique<Watchdog>(
@@ -136,8 +147,9 @@ std::unique_ptr<Watchdog> watchdogOf(asio::io_context& loop, Board& board, const
       [&board, &writer] {
         return Watchdog::WriterState{board.steps(), writer.queuedRequests() != 0};
       },
-      [&board, &writer] {
-        return std::to_string(board.metrics().connectionsOpen.value()) + " connections, " +
+      [&board, &writer, &connections, where = textOf(listener.endpoint())] {
+        return (connections.draining() ? "ending, " : "listening on " + where + ", ") +
+               std::to_string(board.metrics().connectionsOpen.value()) + " connections, " +
                std::to_string(writer.queuedRequests()) + " requests wait for the writer";
       });
 }
@@ -158,12 +170,6 @@ void logStart(const ServerConfig& config, const Limits& limits, const Tokens& to
        {"filters", config.filters.size()}});
 }
 
-std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
-  std::ostringstream text;
-  text << endpoint;
-  return text.str();
-}
-
 /// From here on connections are taken. Standard output is for the one line that scripts read.
 void announce(const Listener& listener, const MetricsServer* metrics) {
   const std::string where = textOf(listener.endpoint());
@@ -180,10 +186,10 @@ void run(const CommandLine& line, const ServerConfig& config) {
   const Limits limits = limitsOf(config);
   Tokens tokens = tokensOf(config);
   logStart(config, limits, tokens);
-  DataDirectory directory(config.data);
+  DataDirectory directory(config.data, !config.readOnly);
   CollectionStore store(directory);
   Backups backups(directory, store, BackupRoots(config.backupRoots, config.data));
-  Readers readers(store, directory.board());
+  Readers readers(store, directory.board(), limits.searches);
   ServerContext context{store, backups, readers, directory.role(), config.filters};
   Dispatcher dispatcher(context, tokens, config.readOnly);
   asio::io_context loop(1);
@@ -193,7 +199,7 @@ void run(const CommandLine& line, const ServerConfig& config) {
   Listener listener(loop, listenAddressOf(config.listen), connections);
   connections.onDrain(servicemanager::stopping);
   const auto metricsServer = metricsServerOf(config, directory.board(), writer);
-  const auto watchdog = watchdogOf(loop, directory.board(), writer);
+  const auto watchdog = watchdogOf(loop, directory.board(), writer, connections, listener);
   const Signals signals(
       loop,
       [&] {
@@ -206,9 +212,11 @@ void run(const CommandLine& line, const ServerConfig& config) {
   listener.start();
   announce(listener, metricsServer.get());
   loop.run();
-  pool.join();
+  pool.stop();  // searches that wait have lost their connection
   writer.finish();
   store.closeAll();
+  pool.join();
+  connections.endReading();
   tellLeftOut();
   log(LogLevel::INFO, "ended");
 }

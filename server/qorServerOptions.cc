@@ -19,6 +19,13 @@ constexpr int EXIT_USAGE = 2;
 
 CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, std::string& value) {
   CLI::Option* option = app.add_option(key.option, value, std::string(key.says));
+  // An empty text, of a variable that is not set say, must not put out what the file says.
+  option->check([&key](const std::string& given) {
+    const bool fits = given.size() >= key.least && given.size() <= key.most;
+    return fits ? std::string()
+                : "must have " + std::to_string(key.least) + " to " + std::to_string(key.most) +
+                      " bytes";
+  });
   return value.empty() ? option : option->capture_default_str();
 }
 

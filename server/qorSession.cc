@@ -18,6 +18,8 @@ using asio::redirect_error;
 using asio::use_awaitable;
 
 constexpr std::chrono::seconds LINGER{2};
+/// Others' documents make room, which nobody is told of.
+constexpr std::chrono::milliseconds ROOM_LOOKED_FOR{10};
 /// Besides their bytes: what one document without content costs is not nothing either.
 constexpr std::size_t MAX_QUEUED_DOCUMENTS = 2000;
 
@@ -119,6 +121,7 @@ asio::awaitable<bool> Session::answer(Frame frame) {
   if (lane == Lane::WRITER && all_.dispatcher().isSlowToRead(frame)) {
     frame = co_await readAhead(std::move(frame));
   }
+  if (lane == Lane::WRITER && !frame.body.empty()) co_await awaitRoom(frame.size());
   if (lane == Lane::WRITER && isNeverAnswered(frame)) {
     co_await queue(std::move(frame));
     co_return true;
@@ -170,6 +173,22 @@ asio::awaitable<void> Session::queue(Frame frame) {
 asio::awaitable<void> Session::awaitQueued(std::size_t bytes) {
   const std::size_t documents = bytes == 0 ? 0 : MAX_QUEUED_DOCUMENTS;
   while (queuedBytes_ > bytes || queuedDocuments_ > documents) co_await awaitArrival();
+}
+
+/// Until the writer, who then has much to do already, has room for so many bytes more.
+asio::awaitable<void> Session::awaitRoom(std::size_t bytes) {
+  const auto full = [this, bytes] {
+    const std::size_t queued = all_.writer().queuedBytes();
+    return queued != 0 && queued + bytes > all_.limits().unacknowledgedInAll;
+  };
+  if (!full()) co_return;
+  accountForBody(bytes);
+  asio::steady_timer timer(all_.loop());
+  while (full()) {
+    timer.expires_after(ROOM_LOOKED_FOR);
+    co_await timer.async_wait(use_awaitable);
+  }
+  accountForBody(frames_.keptOfBody());
 }
 
 asio::awaitable<void> Session::awaitArrival() {

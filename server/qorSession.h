@@ -51,6 +51,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<void> closeGently();
   asio::awaitable<void> awaitArrival();
   asio::awaitable<void> awaitQueued(std::size_t bytes);
+  asio::awaitable<void> awaitRoom(std::size_t bytes);
   bool accountForBody(std::size_t now);
   void confirmReceipt();
   void closeAfterQueue();

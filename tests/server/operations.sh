@@ -80,6 +80,7 @@ awaits() {
 umask 077
 # Arguments and settings that are wrong, and what they end the program with.
 ends 2 '' 'not expected: --bogus' --bogus
+ends 2 '' '--token-file.*must have 1 to 4096 bytes' --data "$work/data" --token-file ''
 ends 2 '' '--idle-timeout.*not in range' --data "$work/data" --idle-timeout -1
 ends 1 '' 'there is no data directory' --listen 127.0.0.1:0
 printf 'data = "%s/data"\nlisten = "127.0.0.1:0"\n[log]\nlevel = "loud"\ncolour = 1\n' "$work" \
@@ -90,7 +91,7 @@ ends 1 '' "$both" --config "$work/bad.toml"
 printf 'data = "%s/data\n' "$work" >"$work/bad.toml"
 ends 1 '' "^$work/bad.toml:1:[0-9]+: Error while parsing [^/]*$" --config "$work/bad.toml"
 ends 1 '' '--listen: "nowhere" is not of the form' --data "$work/data" --listen nowhere
-ends 1 '' '^--data: .*' --data "" --check-config
+ends 2 '' '--data.*must have 1 to 4096 bytes' --data '' --check-config
 ends 0 ok - --data "$work/data" --check-config
 [ ! -e "$work/data" ] || fail "checking the settings made the data directory"
 

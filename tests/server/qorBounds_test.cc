@@ -243,6 +243,12 @@ TEST(QueryLimits, AreAboutWordsDepthAndWildcards) {
   };
   EXPECT_FALSE(refused(times(1000, "w ")));
   EXPECT_TRUE(refused(times(1001, "w ")));
+  EXPECT_TRUE(refused(times(1001, "w,")));
+  EXPECT_TRUE(isLightQuery("two words") && isLightQuery("\u68ee"));
+  for (const char* heavy : {"x-y", "\"x y\"", "x*", "x NEAR y", "f:x", "1..2"}) {
+    EXPECT_FALSE(isLightQuery(heavy)) << heavy;
+  }
+  EXPECT_TRUE(refused(times(1001, "w\u00a0")));
   EXPECT_FALSE(refused(times(1000, "\u68ee")));
   EXPECT_TRUE(refused(times(1001, "\u68ee")));
   EXPECT_FALSE(refused(times(100, "(") + "a" + times(100, ")")));

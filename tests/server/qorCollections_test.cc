@@ -114,6 +114,16 @@ TEST_F(Collections, StatusTellsWhatTheFilesTakeAndWhatWentWrong) {
             std::string::npos);
 }
 
+TEST_F(Collections, ARefusedDocumentLeavesNoFieldsBehind) {
+  add("first", "word", {{"Indexable:kept", "value"}});
+  testing::NamedValues many;
+  for (int i = 0; i < 1001; ++i) many.emplace_back("Indexable:f" + std::to_string(i), "value");
+  EXPECT_EQ(verdict("addDocument", {{"index", "c"}}, documentOf("k", "word", many)),
+            "SRV_FIELD_INVALID");
+  add("second", "word", {{"Indexable:other", "value"}});
+  EXPECT_EQ(find("kept:value OR other:value OR f1:value").size(), 2U);
+}
+
 TEST_F(Collections, NamesMustFit) {
   for (const char* action : {"deleteCollection", "openCollection", "closeCollection", "updateIndex",
                              "search", "selectivity", "getParseResult", "collectionStatus",

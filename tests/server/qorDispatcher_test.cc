@@ -151,8 +151,9 @@ TEST_F(Requests, AReadOnlyServerRefusesChangesOnly) {
     return testing::verdictOf(testing::wholeReply(readOnly.handle(
         requestOf(action, {{"index", "c"}, {"query", "word"}, {"dataDir", "b"}}, body))));
   };
-  for (const char* action : {"createCollection", "deleteCollection", "addDocument", "updateIndex",
-                             "deleteDocument", "restore", "setConstructorConfiguration"}) {
+  for (const char* action :
+       {"createCollection", "deleteCollection", "addDocument", "updateIndex", "deleteDocument",
+        "restore", "setConstructorConfiguration", "takeover"}) {
     EXPECT_EQ(verdictOf(action, documentOf("k")), "SRV_READ_ONLY") << action;
   }
   for (const char* action : {"search", "getStatus", "backup", "openCollection", "getParseResult"}) {

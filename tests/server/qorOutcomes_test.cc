@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace orvix::server {
@@ -28,12 +29,14 @@ class OutcomesOnDisk : public ::testing::Test {
   [[nodiscard]] fs::path file() const { return folder_ / "outcomes"; }
   [[nodiscard]] Outcomes opened() const { return Outcomes(file()); }
   /// "key" or "key=MsgId:text", as a server over this file would tell now.
-  static Keys told(Outcomes outcomes, std::time_t now = NOW) {
+  static Keys told(Outcomes&& outcomes, std::time_t now = NOW) { return told(outcomes, now); }
+  static Keys told(Outcomes& outcomes, std::time_t now = NOW) {
     Keys keys;
-    for (const Outcome& each : outcomes.told(now)) {
+    outcomes.told(now).read([&keys](const Outcome& each) {
       const std::string id(each.fault ? messageIdText(each.fault->id) : "");
       keys.push_back(each.key + (each.fault ? "=" + id + ":" + each.fault->text : ""));
-    }
+      return true;
+    });
     return keys;
   }
   void store(const Keys& keys) const {
@@ -64,16 +67,38 @@ TEST_F(OutcomesOnDisk, OnlyWhatIsSettledIsToldAndOnlyWhatIsNotFails) {
 TEST_F(OutcomesOnDisk, WhatWasFetchedOrIsAnHourOldIsNotToldAgain) {
   store({"1", "2"});
   Outcomes outcomes = opened();
-  const auto first = outcomes.told(NOW).front().number;
-  outcomes.fetched(first);
+  outcomes.fetched(outcomes.told(NOW).upTo() - 1);
   EXPECT_EQ(told(opened()), Keys{"2"});
   outcomes.indexed("3");
   outcomes.settle(NOW + 3000);
   EXPECT_EQ(told(opened(), NOW + 3600), (Keys{"2", "3"}));
   EXPECT_EQ(told(opened(), NOW + 3601), Keys{"3"});
-  outcomes.fetched(outcomes.told(NOW).back().number);
+  outcomes.fetched(outcomes.told(NOW).upTo());
   EXPECT_EQ(told(opened()), Keys{});
   EXPECT_EQ(fs::file_size(file()), 0U);
+}
+
+TEST_F(OutcomesOnDisk, AreReadInPiecesThatNeitherRepeatNorHoldWhatWasFetched) {
+  store({"1", "2", "3", "4"});
+  Outcomes outcomes = opened();
+  OutcomeReader reader = outcomes.told(NOW);
+  Keys read;
+  const auto one = [&] {
+    bool first = true;
+    return reader.read([&](const Outcome& outcome) {
+      if (std::exchange(first, false)) {
+        read.push_back(outcome.key);
+        return true;
+      }
+      return false;
+    });
+  };
+  EXPECT_TRUE(one());
+  outcomes.indexed("later");
+  outcomes.settle(NOW);
+  outcomes.fetched(reader.upTo() - 1);  // another peer has them up to the third
+  EXPECT_FALSE(one());
+  EXPECT_EQ(read, (Keys{"1", "4"}));
 }
 
 TEST_F(OutcomesOnDisk, ATornTailIsIgnoredAndWhatFollowsIsNotLost) {
@@ -116,7 +141,7 @@ TEST_F(OutcomesOnDisk, SpentRecordsDoNotPileUp) {
     outcomes.indexed("k");
     if (i % 1000 != 0) continue;
     outcomes.settle(NOW);
-    outcomes.fetched(outcomes.told(NOW).back().number);
+    outcomes.fetched(outcomes.told(NOW).upTo());
     outcomes.indexed("waits");
     outcomes.settle(NOW);
   }

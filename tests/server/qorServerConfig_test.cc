@@ -214,9 +214,9 @@ TEST_F(ConfigCheck, LooksAtWhatTheSettingsName) {
        },
        "filter[0].command: \""},
       {[](ServerConfig& c, const std::string&) {
-         c.filters = {{"a/b", {"/bin/sh"}}, {"a/b", {"/bin/sh"}}};
+         c.filters = {{"a/b", {"/bin/sh"}}, {"a/B", {"/bin/sh"}}};
        },
-       "filter[1].content_type: there is a filter for \"a/b\" already"},
+       "filter[1].content_type: there is a filter for \"a/B\" already"},
   };
   for (std::size_t i = 0; i < cases.size(); ++i) {
     SCOPED_TRACE(i);
