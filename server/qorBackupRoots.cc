@@ -38,6 +38,8 @@ bool isWithin(const fs::path& inner, const fs::path& outer) {
 
 bool namesItself(const fs::path& part) { return part == "." || part == ".."; }
 
+bool isCopysName(const fs::path& name) { return name.string().starts_with("n-"); }
+
 [[noreturn]] void refusePath(std::string_view path, const std::string& why) {
   refuse(MessageId::BACKUP_NAME_INVALID,
          "The backup cannot be placed at " + inQuotes(path) + ": " + why);
@@ -89,6 +91,11 @@ BackupFolder BackupRoots::walk(std::string_view given, bool making) const {
   const fs::path asGiven(given);
   if (std::any_of(asGiven.begin(), asGiven.end(), namesItself)) {
     refusePath(given, "it must not contain . or ..");
+  }
+  if (std::any_of(asGiven.begin(), asGiven.end(), isCopysName)) {
+    refusePath(given,
+               "no folder of it may start with n-, as the copies of collections do, which "
+               "the next backup replaces");
   }
   const fs::path& root = rootOf(path);
   Descriptor folder(::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

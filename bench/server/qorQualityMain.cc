@@ -121,7 +121,7 @@ int run(const std::string& folder, bool tried) {
     }
   }
   std::size_t same = 0;
-  for (std::size_t i = 0; i < road.size(); ++i) same += road[i] == engine[i] ? 1 : 0;
+  for (std::size_t i = 0; i < road.size(); ++i) same += road[i] == engine[i] ? 1U : 0U;
   const bool equal = same == road.size();
   const bool better = ours.ndcg10 >= plain;
   std::printf("\nroad and engine rank the same, document by document: %zu of %zu questions, %s\n",
