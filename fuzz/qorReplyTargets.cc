@@ -190,7 +190,7 @@ class ChunkClient : public comm::TamberPerfClient {
 
 void fuzzReplies(std::string_view bytes) {
   Input input(bytes);
-  const std::uint32_t kind = input.byte() % 26U;
+  const std::uint32_t kind = input.byte() % (comm::detail::MAX_REQUEST_KIND + 1U);
   const bool pulled = kind == comm::kinds::STREAM_SEARCH || kind == comm::kinds::PARSE_RESULT;
   const bool streamed = input.byte() % 2 != 0 && pulled;
   const Segments segments = input.segments();

@@ -50,7 +50,7 @@ void expectReuse(bool reused, std::uint32_t kind, const std::string& reply, bool
 TEST(Desync, DoesNotArise) {
   const std::string refusal = hex("0006") + errorBody(pair("MsgId", "E"));
   const std::string stale = hex("0001");  // read as a reply it would be a good state
-  for (std::uint32_t kind = 1; kind <= COLLECTION_STATUS; ++kind) {
+  for (std::uint32_t kind = 1; kind <= comm::detail::MAX_REQUEST_KIND; ++kind) {
     if (kind == 6) continue;  // expects what nobody can send
     SCOPED_TRACE("kind " + std::to_string(kind));
     const std::string reply = replyTo(kind);
