@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh test
-[ ! -e .git ] || bash scripts/lint.sh
+[ ! -e .git ] || bash scripts/lint.sh --quick
 cmake --preset asan
 cmake --build --preset asan --parallel 2
 export ASAN_OPTIONS=${ASAN_OPTIONS:-strict_string_checks=1:detect_stack_use_after_return=1}
