@@ -4,6 +4,8 @@
 
 #include <charconv>
 #include <chrono>
+#include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "server/qorLog.h"
@@ -23,6 +25,19 @@ std::uint16_t portOf(const std::string& text, std::string_view digits) {
     refuse(MessageId::REQUEST_MALFORMED, inQuotes(text) + " has no port from 0 to 65535");
   }
   return port;
+}
+
+asio::ip::tcp::acceptor acceptorOn(asio::io_context& context,
+                                   const asio::ip::tcp::endpoint& endpoint) {
+  try {
+    return {context, endpoint};
+  } catch (const std::system_error& error) {
+    std::ostringstream where;
+    where << endpoint;
+    refuse(MessageId::REQUEST_MALFORMED,
+           "Listening on " + where.str() + " failed: " + error.code().message() +
+               "; listen on another address, or end the program that has this one");
+  }
 }
 
 }  // namespace
@@ -46,7 +61,7 @@ ListenAddress listenAddressOf(const std::string& text) {
 Listener::Listener(asio::io_context& context, const ListenAddress& address,
                    Connections& connections)
     : context_(context),
-      acceptor_(context, asio::ip::tcp::endpoint(address.host, address.port)),
+      acceptor_(acceptorOn(context, {address.host, address.port})),
       connections_(connections) {}
 
 void Listener::stop() {

@@ -103,6 +103,8 @@ printf 'data = "%s/data"\nlisten = "127.0.0.1:1"\ntoken_file = "%s/tokens"\n' "$
 start --config "$work/server.toml" --listen 127.0.0.1:0
 awaits '^time=[0-9]{4}-[0-9-]+T[0-9:.]+Z level=info event=starting version="qorserver '
 awaits "level=info event=listening address=127.0.0.1:$port( |$)"
+ends 1 '' "Listening on 127.0.0.1:$port failed: Address already in use; listen on another" \
+  --data "$work/other" --listen "127.0.0.1:$port"
 [ "$(ask 'action: getStatus' "Authorization: $first")" = 1 ] || fail "the token was not taken"
 [ "$(ask 'action: getStatus' 'Authorization: wr0ng')" = 401 ] || fail "a wrong token was taken"
 awaits 'level=warning event=request_refused kind=getStatus .* peer=127.0.0.1:[0-9]+ '
