@@ -3,6 +3,7 @@
 // request runs on a fresh connection; after a clean reply it does not.
 #include <gtest/gtest.h>
 
+#include "comm/protocol/internal/qorRequestKinds.h"
 #include "tests/comm/transport/qorTransportKit.h"
 
 namespace orvix::test {
