@@ -78,7 +78,11 @@ void DataDirectory::replace(const fs::path& folder, const fs::path& fresh) {
   } else {
     fs::rename(fresh, folder);
   }
-  board_.rearranged();
+  if (parent == collections()) {
+    board_.rearranged();
+  } else {
+    board_.progressed();
+  }
   syncFolder(parent);
   removeLeisurely(fresh);
 }

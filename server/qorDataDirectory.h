@@ -33,7 +33,8 @@ class DataDirectory {
 
   /// A path in scratch/ where nothing is yet.
   [[nodiscard]] std::filesystem::path freshScratch();
-  /// Puts `fresh` in the place of `folder`, on disk for good; what was there is removed.
+  /// Puts `fresh` in the place of `folder`, on disk for good; what was there is removed. Readers
+  /// are told when it is a collection's; those of collections lose nothing by a backup.
   void replace(const std::filesystem::path& folder, const std::filesystem::path& fresh);
   /// Takes `folder` away at once and for good, then deletes it.
   void discard(const std::filesystem::path& folder);

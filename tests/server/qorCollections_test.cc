@@ -168,6 +168,24 @@ TEST_F(Collections, BackupBringsBackWhatItSaw) {
   EXPECT_TRUE(std::filesystem::is_empty(root() / "scratch"));
 }
 
+/// A handle that was opened anew shows what is stored, not the mark.
+TEST_F(Collections, IdleHandlesOutliveABackupAndNoRestore) {
+  const auto mark = [this] { context().readers.take("c")->config.displayName = "marked"; };
+  const auto isMarked = [this] {
+    return context().readers.take("c")->config.displayName == "marked";
+  };
+  const Properties named{{"index", "c"}, {"dataDir", "b"}, {"incremental", "false"}};
+  mark();
+  ASSERT_EQ(verdict("backup", named), "status 1");
+  EXPECT_TRUE(isMarked());
+  ASSERT_EQ(verdict("restore", named), "status 1");
+  EXPECT_FALSE(isMarked());
+  mark();
+  ASSERT_EQ(verdict("deleteCollection", {{"index", "c"}}), "status 1");
+  create("c");
+  EXPECT_FALSE(isMarked());
+}
+
 TEST_F(Collections, ADamagedBackupIsNotInstalled) {
   add("k", "word");
   const auto copy = root() / "backups" / "n-b" / "n-c";
