@@ -8,7 +8,6 @@
 #include "comm/protocol/internal/qorRequestKinds.h"
 #include "server/qorLog.h"
 #include "server/qorRefusal.h"
-#include "server/qorRequestLog.h"
 
 namespace orvix::server {
 
@@ -116,14 +115,14 @@ asio::awaitable<bool> Session::answer(Frame frame) {
   const auto begun = Clock::now();
   deadline_ = Clock::time_point::max();
   confirmReceipt();
-  const RequestRecord record(frame);
+  RequestRecord record(frame);
   const Lane lane = all_.dispatcher().laneOf(frame);
   if (lane == Lane::WRITER && all_.dispatcher().isSlowToRead(frame)) {
     frame = co_await readAhead(std::move(frame));
   }
   if (lane == Lane::WRITER && !frame.body.empty()) co_await awaitRoom(frame.size());
   if (lane == Lane::WRITER && isNeverAnswered(frame)) {
-    co_await queue(std::move(frame));
+    co_await queue(std::move(frame), std::move(record), begun);
     co_return true;
   }
   if (lane != Lane::WRITER) co_await awaitQueued(0);
@@ -148,12 +147,10 @@ asio::awaitable<bool> Session::answer(Frame frame) {
 
 /// Goes on at once while little is queued. Beyond that nothing more is read from this peer; when
 /// much is queued in all, from no peer that has its share.
-asio::awaitable<void> Session::queue(Frame frame) {
+asio::awaitable<void> Session::queue(Frame frame, RequestRecord record, Clock::time_point begun) {
   const std::size_t size = frame.size();
   queuedBytes_ += size;
   ++queuedDocuments_;
-  RequestRecord record(frame);
-  const auto begun = Clock::now();
   all_.writer().post(std::move(frame), [self = shared_from_this(), size, begun,
                                         asked = std::move(record)](const Reply& reply) {
     if (asked.isLogged(reply)) asked.log(reply, peerOf(self->socket_));

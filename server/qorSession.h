@@ -14,6 +14,7 @@
 #include "server/qorConnections.h"
 #include "server/qorFrameReader.h"
 #include "server/qorReply.h"
+#include "server/qorRequestLog.h"
 
 namespace orvix::server {
 
@@ -40,7 +41,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::awaitable<void> serveFrames();
   asio::awaitable<void> readSome();
   asio::awaitable<bool> answer(Frame frame);
-  asio::awaitable<void> queue(Frame frame);
+  asio::awaitable<void> queue(Frame frame, RequestRecord record, Clock::time_point begun);
   asio::awaitable<Frame> readAhead(Frame frame);
   asio::awaitable<Reply> onWriter(Frame frame);
   asio::awaitable<Reply> onPool(Frame frame);

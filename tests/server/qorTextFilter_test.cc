@@ -216,6 +216,14 @@ TEST_F(FilteredDocuments, AreIndexedOrRejectedInTheOrderOfTheirConnection) {
                                       "other=SRV_CONTENT_TYPE_UNSUPPORTED", "upper", "slow"}));
 }
 
+TEST_F(FilteredDocuments, TheirReadingIsPartOfTheTimeThatIsToldOfThem) {
+  auto socket = connect();
+  write(socket, document("application/x-slow", "slow") + frameOf("action: getStatus\n"));
+  EXPECT_EQ(read(socket, 2).size(), 2U);
+  const auto writer = static_cast<std::size_t>(Lane::WRITER) - 1;
+  EXPECT_GE(board().metrics().durations[writer].seconds(), 1);
+}
+
 TEST_F(FilteredDocuments, ASlowOneHoldsUpNobodyElse) {
   auto slow = connect();
   write(slow, document("application/x-slow", "slow", "addDocument"));
