@@ -76,8 +76,8 @@ std::chrono::nanoseconds processorTime() noexcept {
 /// 0.
 class Watch : public Xapian::PostingSource {
  public:
-  Watch(std::chrono::milliseconds limit, Xapian::docid step)
-      : watch_(step == 1 ? Stopwatch(limit) : Stopwatch(limit, 2)), step_(step) {}
+  Watch(ProcessorDeadline end, Xapian::docid step)
+      : watch_(step == 1 ? Stopwatch(end) : Stopwatch(end, 2)), step_(step) {}
 
   Xapian::doccount get_termfreq_min() const override { return documents_; }
   Xapian::doccount get_termfreq_est() const override { return documents_; }
@@ -113,11 +113,13 @@ class Watch : public Xapian::PostingSource {
 
 }  // namespace
 
-Stopwatch::Stopwatch(std::chrono::milliseconds limit, unsigned stepsALook)
-    : end_(processorTime() + limit), stepsALook_(stepsALook) {}
+ProcessorDeadline::ProcessorDeadline(std::chrono::milliseconds limit)
+    : end_(processorTime() + limit) {}
+
+bool ProcessorDeadline::passed() const noexcept { return processorTime() > end_; }
 
 void Stopwatch::step() {
-  if (++steps_ % stepsALook_ == 0 && processorTime() > end_) throw QueryTooLong();
+  if (++steps_ % stepsALook_ == 0 && end_.passed()) throw QueryTooLong();
 }
 
 void checkQueryText(std::string_view query) {
@@ -146,10 +148,9 @@ bool isLightQuery(std::string_view query) noexcept {
 }
 
 /// Asking about every candidate costs a light query a sixth of its time.
-Xapian::Query withTimeLimit(const Xapian::Query& query, std::chrono::milliseconds limit,
-                            bool light) {
+Xapian::Query withTimeLimit(const Xapian::Query& query, ProcessorDeadline end, bool light) {
   if (query.empty()) return query;
-  auto* watch = new Watch(limit, light ? WIDE_STEP : 1);  // the query owns it
+  auto* watch = new Watch(end, light ? WIDE_STEP : 1);  // the query owns it
   return {light ? Xapian::Query::OP_AND_MAYBE : Xapian::Query::OP_FILTER, query,
           Xapian::Query(watch->release())};
 }

@@ -26,34 +26,45 @@ void checkQueryText(std::string_view query);
 
 class QueryTooLong {};
 
-/// Throws QueryTooLong when asked after its thread has used `limit` of processor time since it was
-/// made.
+/// When its thread has used `limit` of processor time since this was made. A search that is begun
+/// again has one for all its tries.
+class ProcessorDeadline {
+ public:
+  explicit ProcessorDeadline(std::chrono::milliseconds limit);
+  [[nodiscard]] bool passed() const noexcept;
+
+ private:
+  std::chrono::nanoseconds end_;
+};
+
+/// Throws QueryTooLong when asked after the deadline.
 class Stopwatch {
  public:
   /// Reading the clock takes longer than most steps.
-  explicit Stopwatch(std::chrono::milliseconds limit, unsigned stepsALook = 256);
+  explicit Stopwatch(ProcessorDeadline end, unsigned stepsALook = 256)
+      : end_(end), stepsALook_(stepsALook) {}
   /// Looks at the clock with every so many steps only.
   void step();
 
  private:
-  std::chrono::nanoseconds end_;
+  ProcessorDeadline end_;
   unsigned stepsALook_;
   unsigned steps_ = 0;
 };
 
-/// The query, but matching throws QueryTooLong at its time's end. Changes neither which documents
+/// The query, but matching throws QueryTooLong after the deadline. Changes neither which documents
 /// match nor their order or weights, but for the engine's percentages. A light query is asked about
 /// as it passes some document numbers, any other at every candidate, before the places of its words
 /// are looked at.
-[[nodiscard]] Xapian::Query withTimeLimit(const Xapian::Query& query,
-                                          std::chrono::milliseconds limit, bool light);
+[[nodiscard]] Xapian::Query withTimeLimit(const Xapian::Query& query, ProcessorDeadline end,
+                                          bool light);
 
 /// The same for a match whose percentages count and whose estimates do not: a decider that takes
 /// all. It is not asked about documents that only the places of their words rule out, so it may
 /// stop later.
 class PatientDecider : public Xapian::MatchDecider {
  public:
-  explicit PatientDecider(std::chrono::milliseconds limit) : watch_(limit) {}
+  explicit PatientDecider(ProcessorDeadline end) : watch_(end) {}
   bool operator()(const Xapian::Document&) const override {
     watch_.step();
     return true;

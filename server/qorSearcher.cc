@@ -156,17 +156,18 @@ void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
   }
 }
 
-std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options) {
+std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options,
+                        ProcessorDeadline end) {
   Xapian::MultiValueKeyMaker keys;
   Xapian::Enquire enquire(view.database);
-  std::optional<PatientDecider> decider;  // making one asks for the time
+  std::optional<PatientDecider> decider;
   const Xapian::Query query =
       parseQuery(view.database, view.fields, options.query, options.language);
   if (options.normalized) {
-    decider.emplace(TIME_LIMIT);
+    decider.emplace(end);
     enquire.set_query(query);
   } else {
-    enquire.set_query(withTimeLimit(query, TIME_LIMIT, isLightQuery(options.query)));
+    enquire.set_query(withTimeLimit(query, end, isLightQuery(options.query)));
   }
   enquire.set_weighting_scheme(weighting());
   const Xapian::doccount documents = view.database.get_doccount();
@@ -250,9 +251,10 @@ std::string SearchRun::keyOf(const Hit& hit) {
 
 SearchRun runSearch(Readers& readers, std::string_view collection, const Properties& request) {
   Readers::Lease view = readers.take(collection);
+  const ProcessorDeadline end(TIME_LIMIT);  // however often commits overtake it
   std::vector<Hit> hits = onSteadyView(readers.board(), *view, [&] {
     const SearchOptions options = searchOptionsOf(request, *view);
-    return judgingQuery(options.query, [&] { return hitsOf(*view, options); });
+    return judgingQuery(options.query, [&] { return hitsOf(*view, options, end); });
   });
   return {std::move(view), std::move(hits)};
 }
@@ -260,12 +262,13 @@ SearchRun runSearch(Readers& readers, std::string_view collection, const Propert
 Estimate estimateMatches(Readers& readers, std::string_view collection, const Properties& request) {
   const std::string query = requiredQuery(request);
   const Readers::Lease view = readers.take(collection);
+  const ProcessorDeadline end(TIME_LIMIT);
   return onSteadyView(readers.board(), *view, [&] {
     const std::string language = languageOfQuery(request, view->config.language);
     return judgingQuery(query, [&] {
       Xapian::Enquire enquire(view->database);
       enquire.set_query(withTimeLimit(parseQuery(view->database, view->fields, query, language),
-                                      TIME_LIMIT, isLightQuery(query)));
+                                      end, isLightQuery(query)));
       const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
       return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
                       view->database.get_doccount()};
