@@ -64,6 +64,8 @@ class Collection {
   [[nodiscard]] const CollectionConfig& config() const noexcept { return config_; }
   [[nodiscard]] const FieldRegistry& fields() const noexcept { return fields_; }
   [[nodiscard]] std::uint64_t pending() const noexcept { return pending_; }
+  /// Of the engine's memory, roughly: text, fields and keys among them.
+  [[nodiscard]] std::uint64_t pendingBytes() const noexcept { return pendingBytes_; }
   /// Grows whenever uncommitted changes were lost.
   [[nodiscard]] std::uint64_t losses() const noexcept { return losses_; }
   /// The reason of the last loss; there is one when losses() is not 0.

@@ -13,6 +13,19 @@ namespace orvix::server {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// For somebody else's sake: its outcomes and its answers say what failed.
+void commitQuietly(Collection& collection) {
+  try {
+    collection.commit();
+  } catch (...) {
+    // See above.
+  }
+}
+
+}  // namespace
+
 void CollectionStore::create(std::string_view name, const CollectionConfig& config) {
   if (exists(name)) {
     refuse(MessageId::COLLECTION_EXISTS, "The collection " + inQuotes(name) +
@@ -51,14 +64,26 @@ void CollectionStore::close(std::string_view name) {
   forget(name);
 }
 
+void CollectionStore::makeRoom() {
+  for (;;) {
+    std::uint64_t all = 0;
+    Collection* largest = nullptr;
+    for (const auto& [name, each] : opened_) {
+      all += each->pendingBytes();
+      if (largest == nullptr || each->pendingBytes() > largest->pendingBytes()) {
+        largest = each.get();
+      }
+    }
+    if (largest == nullptr || all < maxPendingBytes_) return;
+    commitQuietly(*largest);
+    if (largest->pendingBytes() != 0) return;  // not even given up: the next one comes back here
+  }
+}
+
 void CollectionStore::trim() {
   while (opened_.size() > MAX_OPEN) {
     const std::string name = order_.front();
-    try {
-      opened_.at(name)->commit();
-    } catch (...) {
-      // Its outcomes say so.
-    }
+    commitQuietly(*opened_.at(name));
     forget(name);
   }
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <map>
@@ -26,9 +27,13 @@ class CollectionStore {
  public:
   /// Each takes some descriptors.
   static constexpr std::size_t MAX_OPEN = 64;
+  /// Twice what one collection may have by itself.
+  static constexpr std::uint64_t MAX_PENDING_BYTES = 256ULL << 20U;
 
   /// Borrows: the directory, for its whole life.
-  explicit CollectionStore(DataDirectory& directory) : directory_(directory) {}
+  explicit CollectionStore(DataDirectory& directory,
+                           std::uint64_t maxPendingBytes = MAX_PENDING_BYTES)
+      : directory_(directory), maxPendingBytes_(maxPendingBytes) {}
 
   /// Throws: COLLECTION_EXISTS.
   void create(std::string_view name, const CollectionConfig& config);
@@ -44,6 +49,9 @@ class CollectionStore {
   void requireExisting(std::string_view name) const;
   [[nodiscard]] std::filesystem::path folderOf(std::string_view name) const;
 
+  /// Before a document is added: while all collections together hold as much as they may, commits
+  /// the one that holds most. Whoever sends on meanwhile waits for the writer, as for any commit.
+  void makeRoom();
   /// Lets go of the collections that were opened longest ago until MAX_OPEN are left. References to
   /// those become invalid.
   void trim();
@@ -58,6 +66,7 @@ class CollectionStore {
   void forget(std::string_view name);
 
   DataDirectory& directory_;
+  std::uint64_t maxPendingBytes_;
   Opened opened_;
   std::deque<std::string> order_;  // of opening
 };

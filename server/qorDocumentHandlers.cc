@@ -72,6 +72,7 @@ std::string whereOf(const Frame& request) {
 
 Reply addDocument(ServerContext& context, const Frame& request) {
   Collection& collection = collectionOf(context, request);
+  context.store.makeRoom();
   Reply reply = successAfterCommit(collection);
   collection.add(documentIn(request), request.properties);
   return reply;
@@ -89,6 +90,7 @@ Reply addDocumentUnanswered(ServerContext& context, const Frame& request) {
   try {
     Collection& collection = collectionOf(context, request);
     const DocumentBody body = documentIn(request);
+    context.store.makeRoom();
     collection.add(body, request.properties);
     collection.outcomes().indexed(std::string(body.key));
   } catch (...) {

@@ -21,7 +21,7 @@ class Collections : public testing::ServerFixture {
  protected:
   Collections() { create("c"); }
   void send(const std::string& body, Properties properties = {}) {
-    properties["index"] = "c";
+    properties.insert({"index", "c"});
     EXPECT_EQ(ask("asyncAddDocument", std::move(properties), body), "");
   }
 };
@@ -55,6 +55,22 @@ TEST_F(Collections, AskingForOutcomesOrAnUpdateEndsABatchToo) {
   EXPECT_EQ(verdict("closeCollection", {{"index", "c"}}), "status 1");
   EXPECT_EQ(find("third"), Keys{"3"});
   EXPECT_EQ(outcomes(), (Keys{"2", "3"}));
+}
+
+TEST_F(Collections, WhatAwaitsACommitIsBoundedOverAllCollections) {
+  restart(10000);
+  create("d");
+  const auto pending = [this](const char* name) { return context().store.open(name).pending(); };
+  const std::string words(2000, 'x');  // with its fixed costs some 3000 bytes
+  for (const char* key : {"1", "2", "3"}) send(documentOf(key, words));
+  for (const char* key : {"4", "5"}) send(documentOf(key, words), {{"index", "d"}});
+  EXPECT_EQ(pending("c"), 0U) << "had the most when there was no room";
+  EXPECT_EQ(pending("d"), 2U);
+  send(documentOf("6", std::string(50000, 'x')), {{"index", "d"}});
+  EXPECT_EQ(pending("d"), 3U) << "one document fits whatever its size";
+  add("7", words);
+  EXPECT_EQ(pending("d"), 0U);
+  EXPECT_EQ(outcomes(), (Keys{"1", "2", "3"}));
 }
 
 TEST_F(Collections, AKeyNamesOneDocumentWhateverItsBytes) {

@@ -3,6 +3,7 @@
 // apart, and a whole server without its socket over a temporary folder.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
@@ -71,9 +72,9 @@ class ServerFixture : public ::testing::Test {
   }
 
   /// A new server over the same folder; what was not committed is gone.
-  void restart() {
+  void restart(std::uint64_t maxPendingBytes = CollectionStore::MAX_PENDING_BYTES) {
     server_.reset();
-    server_ = std::make_unique<Server>(root_);
+    server_ = std::make_unique<Server>(root_, maxPendingBytes);
   }
 
   std::string ask(const std::string& action, Properties properties, std::string body = {}) {
@@ -117,9 +118,10 @@ class ServerFixture : public ::testing::Test {
 
  private:
   struct Server {
-    explicit Server(const std::filesystem::path& root) : directory(root) {}
+    Server(const std::filesystem::path& root, std::uint64_t maxPendingBytes)
+        : directory(root), store(directory, maxPendingBytes) {}
     DataDirectory directory;
-    CollectionStore store{directory};
+    CollectionStore store;
     Backups backups{directory, store};
     Readers readers{store, directory.board()};
     ServerContext context{store, backups, readers, directory.role()};
