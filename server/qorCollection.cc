@@ -9,6 +9,7 @@
 #include <fstream>
 #include <mutex>
 #include <shared_mutex>
+#include <thread>
 #include <utility>
 
 #include "server/qorDocumentTerm.h"
@@ -25,12 +26,27 @@ constexpr const char* CONFIG_KEY = "config";
 constexpr const char* FIELDS_KEY = "fields";
 constexpr std::uint64_t MAX_PENDING_BYTES = 128ULL << 20U;
 constexpr std::uint64_t BYTES_OF_A_DOCUMENT = 1024;  // whatever it holds
+constexpr std::chrono::seconds LOCK_PATIENCE{2};
 
 /// Of the engine's memory, roughly.
 std::uint64_t costOf(const DocumentBody& body) {
   std::uint64_t bytes = BYTES_OF_A_DOCUMENT + body.key.size() + body.content.size();
   for (const DocumentField& field : body.fields) bytes += field.value.size();
   return bytes;
+}
+
+/// The lock of a writer that was closed lasts until a process that was forked meanwhile, for a
+/// filter, has let go of the server's descriptors. Any other lock is somebody else's.
+Xapian::WritableDatabase openToWrite(const std::string& folder) {
+  const auto end = std::chrono::steady_clock::now() + LOCK_PATIENCE;
+  for (;;) {
+    try {
+      return Xapian::WritableDatabase(folder, Xapian::DB_OPEN);
+    } catch (const Xapian::DatabaseLockError&) {
+      if (std::chrono::steady_clock::now() > end) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 void logBatch(const std::string& collection, const Outcomes::Settled& batch) {
@@ -154,7 +170,7 @@ Xapian::Database Collection::reader() {
 }
 
 Xapian::WritableDatabase& Collection::writer() {
-  if (!writer_) writer_.emplace(folder_.string(), Xapian::DB_OPEN);
+  if (!writer_) writer_ = openToWrite(folder_.string());
   return *writer_;
 }
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 #include "tests/server/qorServerFixture.h"
@@ -138,6 +140,20 @@ TEST_F(Collections, ARefusedDocumentLeavesNoFieldsBehind) {
             "SRV_FIELD_INVALID");
   add("second", "word", {{"Indexable:other", "value"}});
   EXPECT_EQ(find("kept:value OR other:value OR f1:value").size(), 2U);
+}
+
+/// As the process that becomes a filter does, for a moment.
+TEST_F(Collections, AProcessThatHoldsTheServersDescriptorsDelaysWritingOnly) {
+  add("first", "word");
+  const pid_t forked = ::fork();
+  if (forked == 0) {
+    ::usleep(300000);
+    ::_exit(0);
+  }
+  EXPECT_EQ(verdict("closeCollection", {{"index", "c"}}), "status 1");
+  add("second", "word");
+  EXPECT_EQ(find("word").size(), 2U);
+  EXPECT_EQ(::waitpid(forked, nullptr, 0), forked);
 }
 
 TEST_F(Collections, NamesMustFit) {
