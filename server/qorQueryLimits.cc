@@ -123,6 +123,7 @@ void Stopwatch::step() {
 }
 
 void checkQueryText(std::string_view query) {
+  if (isLightQuery(query)) return;  // too short for either
   if (const std::size_t words = wordsIn(query); words > MAX_QUERY_WORDS) {
     refuse(MessageId::QUERY_INVALID, "The query has " + std::to_string(words) +
                                          " words; this server takes " +

@@ -21,6 +21,7 @@
 #include "server/qorCollectionConfig.h"
 #include "server/qorCollectionStore.h"
 #include "server/qorFieldRegistry.h"
+#include "server/qorKnownKeys.h"
 
 namespace orvix::server {
 
@@ -46,6 +47,7 @@ struct CollectionView {
   Xapian::Database database;
   CollectionConfig config;
   FieldRegistry fields;
+  KnownKeys keys;
   std::uint64_t commits = 0;  // of the board, when the view was last made current
   std::uint64_t layouts = 0;  // of the board, before the view was opened
 

@@ -27,6 +27,8 @@ constexpr unsigned QUERY_FLAGS =
     Xapian::QueryParser::FLAG_PURE_NOT | Xapian::QueryParser::FLAG_CJK_NGRAM;
 constexpr const char* EVERYTHING = "*";
 constexpr std::chrono::seconds TIME_LIMIT{10};
+/// Light queries in so few documents are over long before the time is.
+constexpr Xapian::doccount UNWATCHED = 200000;
 /// Estimates look at this many matches at least, which makes small ones exact.
 constexpr Xapian::doccount CHECKED_FOR_ESTIMATE = 1000;
 constexpr double PERCENT = 100.0;
@@ -115,6 +117,24 @@ Xapian::Query parseQuery(const Xapian::Database& database, const FieldRegistry& 
   return parser.parse_query(text, QUERY_FLAGS);
 }
 
+/// The time of one search, however often commits overtake it. Runs from when it is first needed:
+/// what cannot take long is spared the asking for the time.
+class SearchClock {
+ public:
+  ProcessorDeadline end() {
+    if (!end_) end_.emplace(TIME_LIMIT);
+    return *end_;
+  }
+  Xapian::Query watch(const Xapian::Query& query, std::string_view text,
+                      Xapian::doccount documents) {
+    const bool light = isLightQuery(text);
+    return light && documents <= UNWATCHED ? query : withTimeLimit(query, end(), light);
+  }
+
+ private:
+  std::optional<ProcessorDeadline> end_;
+};
+
 /// Calls `work`; what the engine says about the query itself becomes a refusal that quotes it.
 template <typename Work>
 auto judgingQuery(const std::string& query, const Work& work) {
@@ -157,20 +177,20 @@ void setOrder(Xapian::Enquire& enquire, Xapian::MultiValueKeyMaker& keys,
 }
 
 std::vector<Hit> hitsOf(const CollectionView& view, const SearchOptions& options,
-                        ProcessorDeadline end) {
+                        SearchClock& clock) {
+  const Xapian::doccount documents = view.database.get_doccount();
   Xapian::MultiValueKeyMaker keys;
   Xapian::Enquire enquire(view.database);
   std::optional<PatientDecider> decider;
   const Xapian::Query query =
       parseQuery(view.database, view.fields, options.query, options.language);
   if (options.normalized) {
-    decider.emplace(end);
+    decider.emplace(clock.end());
     enquire.set_query(query);
   } else {
-    enquire.set_query(withTimeLimit(query, end, isLightQuery(options.query)));
+    enquire.set_query(clock.watch(query, options.query, documents));
   }
   enquire.set_weighting_scheme(weighting());
-  const Xapian::doccount documents = view.database.get_doccount();
   setOrder(enquire, keys, options, view.fields, documents == 0);
   const Xapian::doccount start = std::min(options.start, documents);
   const Xapian::MSet matches = enquire.get_mset(start, std::min(options.wanted, documents - start),
@@ -232,6 +252,13 @@ std::vector<std::string> SearchRun::keysFrom(std::size_t first, std::size_t coun
 }
 
 std::string SearchRun::keyOf(const Hit& hit) {
+  if (const auto known = view_->keys.find(hit.document)) return std::string(*known);
+  std::string key = readKeyOf(hit);
+  view_->keys.add(hit.document, key);
+  return key;
+}
+
+std::string SearchRun::readKeyOf(const Hit& hit) {
   bool overtaken = false;
   for (;;) {
     try {
@@ -251,10 +278,10 @@ std::string SearchRun::keyOf(const Hit& hit) {
 
 SearchRun runSearch(Readers& readers, std::string_view collection, const Properties& request) {
   Readers::Lease view = readers.take(collection);
-  const ProcessorDeadline end(TIME_LIMIT);  // however often commits overtake it
+  SearchClock clock;
   std::vector<Hit> hits = onSteadyView(readers.board(), *view, [&] {
     const SearchOptions options = searchOptionsOf(request, *view);
-    return judgingQuery(options.query, [&] { return hitsOf(*view, options, end); });
+    return judgingQuery(options.query, [&] { return hitsOf(*view, options, clock); });
   });
   return {std::move(view), std::move(hits)};
 }
@@ -262,16 +289,17 @@ SearchRun runSearch(Readers& readers, std::string_view collection, const Propert
 Estimate estimateMatches(Readers& readers, std::string_view collection, const Properties& request) {
   const std::string query = requiredQuery(request);
   const Readers::Lease view = readers.take(collection);
-  const ProcessorDeadline end(TIME_LIMIT);
+  SearchClock clock;
   return onSteadyView(readers.board(), *view, [&] {
     const std::string language = languageOfQuery(request, view->config.language);
     return judgingQuery(query, [&] {
       Xapian::Enquire enquire(view->database);
-      enquire.set_query(withTimeLimit(parseQuery(view->database, view->fields, query, language),
-                                      end, isLightQuery(query)));
+      const Xapian::doccount documents = view->database.get_doccount();
+      enquire.set_query(clock.watch(parseQuery(view->database, view->fields, query, language),
+                                    query, documents));
       const Xapian::MSet matches = enquire.get_mset(0, 0, CHECKED_FOR_ESTIMATE);
       return Estimate{matches.get_matches_estimated(), matches.get_matches_lower_bound(),
-                      view->database.get_doccount()};
+                      documents};
     });
   });
 }

@@ -46,6 +46,7 @@ class SearchRun {
 
  private:
   [[nodiscard]] std::string keyOf(const Hit& hit);
+  [[nodiscard]] std::string readKeyOf(const Hit& hit);
 
   Readers::Lease view_;
   std::vector<Hit> hits_;

@@ -122,6 +122,23 @@ class RawExchange : public Operation {
   std::array<char, RAW_REPLY> reply_{};
 };
 
+/// What the road is made of, with caches as cold as the one leaves them to the other.
+class EngineThenExchange : public Operation {
+ public:
+  EngineThenExchange(int core, std::size_t documents) : engine_(documents), exchange_(core) {}
+
+  void run(std::size_t count) override {
+    for (std::size_t i = 0; i < count; ++i) {
+      engine_.run(1);
+      exchange_.run(1);
+    }
+  }
+
+ private:
+  EngineQueries engine_;
+  RawExchange exchange_;
+};
+
 }  // namespace
 
 std::unique_ptr<Operation> roadQueries(int core, const Cores& cores, std::size_t documents) {
@@ -133,5 +150,9 @@ std::unique_ptr<Operation> engineQueries(std::size_t documents) {
 }
 
 std::unique_ptr<Operation> rawExchange(int core) { return std::make_unique<RawExchange>(core); }
+
+std::unique_ptr<Operation> engineThenExchange(int core, std::size_t documents) {
+  return std::make_unique<EngineThenExchange>(core, documents);
+}
 
 }  // namespace orvix::bench

@@ -19,6 +19,8 @@ std::unique_ptr<Operation> roadQueries(int core, const Cores& cores, std::size_t
 std::unique_ptr<Operation> engineQueries(std::size_t documents);
 /// send, recv of 2 bytes, recv of the rest.
 std::unique_ptr<Operation> rawExchange(int core);
+/// One after the other, in turn.
+std::unique_ptr<Operation> engineThenExchange(int core, std::size_t documents);
 
 /// A reading is the 99th percentile of what a caller waits whose search falls due at a steady rate.
 enum class Beside {

@@ -15,8 +15,6 @@ using icu::UnicodeString;
 
 namespace {
 
-constexpr unsigned int PATIENCE_MS = 60'000;
-
 UnicodeString textOf(unsigned number) { return {std::to_string(number).c_str(), ""}; }
 
 std::string_view keyOf(const comm::SearchResult& hit) {
@@ -27,7 +25,6 @@ std::string_view keyOf(const comm::SearchResult& hit) {
 
 Road::Road(unsigned int port, const char* collection)
     : collection_(collection, ""), client_(u"127.0.0.1", port) {
-  client_.setReceiveTimeOut(PATIENCE_MS);
   client_.useBufferedConnection(true);
   document_.buildRequest(collection_, ClientRequest::ASYNC_ADD_DOCUMENT, {});
 }

@@ -45,6 +45,10 @@ void addFigures(std::vector<Figure>& all, const Place& at) {
                  "search p50, whole road / engine + 1.25 x raw exchange" + at.title,
                  "search" + at.title, "ns", "road search" + at.title, "engine search" + at.title,
                  Better::LOWER, at.bar(SEARCH_BAR), "raw exchange" + at.title, EXCHANGES});
+  all.push_back({"server.search.turn" + at.name,
+                 "search p50, whole road / engine search, then raw exchange" + at.title,
+                 "search" + at.title, "ns", "road search" + at.title,
+                 "engine search, then raw exchange" + at.title});
   all.push_back({"server.search.engine" + at.name, "search p50, whole road / engine" + at.title,
                  "search" + at.title, "ns", "road search" + at.title, "engine search" + at.title});
   all.push_back({"server.search.raw" + at.name, "search p50, whole road / raw exchange" + at.title,
@@ -65,6 +69,8 @@ void addContenders(Contenders& all, const Place& at) {
          [=](const Settings& s) { return roadQueries(s.cores.*core, s.cores, documentsOf(s)); });
   search("engine search", [](const Settings& s) { return engineQueries(documentsOf(s)); });
   search("raw exchange", [=](const Settings& s) { return rawExchange(s.cores.*core); });
+  search("engine search, then raw exchange",
+         [=](const Settings& s) { return engineThenExchange(s.cores.*core, documentsOf(s)); });
 }
 
 void addTails(Contenders& all) {

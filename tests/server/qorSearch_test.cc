@@ -292,5 +292,19 @@ TEST_F(Search, AStreamOutlivesCommitsAndDeletions) {
   EXPECT_EQ(recordsOf(out).size(), static_cast<std::size_t>(count - 1));
 }
 
+TEST_F(Search, KeysThatSearchesHaveMetStayWithTheirDocuments) {
+  const std::string lengthy(200, 'k');
+  for (const std::string& key : {std::string("a"), lengthy, std::string("b")}) add(key, "word");
+  EXPECT_EQ(found("word"), (Found{"a", "b", lengthy}));
+  EXPECT_EQ(found("word"), (Found{"a", "b", lengthy}));
+  ASSERT_EQ(verdict("deleteDocument", {{"index", "c"}, {"docId", "b"}}), "status 1");
+  add("c", "word");
+  EXPECT_EQ(found("word"), (Found{"a", "c", lengthy}));
+  ASSERT_EQ(verdict("deleteCollection", {{"index", "c"}}), "status 1");
+  create("c");
+  add("d", "word");
+  EXPECT_EQ(found("word"), Found{"d"});
+}
+
 }  // namespace
 }  // namespace orvix::server
