@@ -1,30 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 // One loop serves the three pipes, so that neither side can wait for the other for ever, and sees
-// the program end through a descriptor of its own: what it leaves behind may keep the pipes open.
+// the program end through a descriptor of its own.
 #include "server/qorFilterProcess.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <fcntl.h>
-#include <linux/close_range.h>
 #include <optional>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
 
 #include "server/qorDescriptor.h"
-
-// The C library of version 2.36 does not say that these have C linkage.
-extern "C" {
-#include <sys/pidfd.h>
-}
+#include "server/qorFilterChild.h"
 
 namespace orvix::server {
 
@@ -32,9 +24,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr rlim_t MAX_DESCRIPTORS = 256;
 constexpr std::size_t KEPT_ERRORS = 4096;
-constexpr int CANNOT_START = 127;
 /// Of 64 KiB each: a pipe holds a MiB at most.
 constexpr int PIECES_IN_PIPE = 16;
 constexpr std::chrono::milliseconds LONGEST_WAIT{60000};  // fits every kind of number
@@ -62,98 +52,6 @@ struct Pipe {
     reader = lifted(first);
     writer = lifted(second);
   }
-};
-
-/// All that the new process needs, made before there is one: in it nothing may be allocated.
-struct Plan {
-  const char* program;
-  char* const* arguments;
-  char* const* environment;
-  int input, output, errors, report;
-  ProcessLimits limits;
-  pid_t parent;
-};
-
-bool limit(__rlimit_resource resource, rlim_t soft, rlim_t hard) noexcept {
-  const rlimit both{soft, hard};
-  return ::setrlimit(resource, &both) == 0;
-}
-
-bool takeLimits(const ProcessLimits& limits) noexcept {
-  const rlim_t memory = rlim_t{limits.memoryMiB} << 20U;
-  const rlim_t seconds = limits.seconds;
-  return limit(RLIMIT_AS, memory, memory) && limit(RLIMIT_CPU, seconds, seconds + 1) &&
-         limit(RLIMIT_NOFILE, MAX_DESCRIPTORS, MAX_DESCRIPTORS) && limit(RLIMIT_CORE, 0, 0);
-}
-
-/// Handlers must not run here, where they would act for the server, and ignored signals would stay
-/// ignored in the program.
-void resetSignals() noexcept {
-  for (int number = 1; number < NSIG; ++number) std::signal(number, SIG_DFL);
-  sigset_t none;
-  ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-bool takePlaces(const Plan& plan) noexcept {
-  return ::setpgid(0, 0) == 0 && ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 &&
-         ::getppid() == plan.parent && ::dup2(plan.input, STDIN_FILENO) >= 0 &&
-         ::dup2(plan.output, STDOUT_FILENO) >= 0 && ::dup2(plan.errors, STDERR_FILENO) >= 0 &&
-         ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == 0 && ::chdir("/") == 0;
-}
-
-[[noreturn]] void becomeProgram(const Plan& plan) noexcept {
-  errno = 0;
-  if (takePlaces(plan) && takeLimits(plan.limits) &&
-      ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0) {
-    resetSignals();
-    ::execve(plan.program, plan.arguments, plan.environment);
-  }
-  const int error = errno;
-  static_cast<void>(!::write(plan.report, &error, sizeof error));
-  ::_exit(CANNOT_START);
-}
-
-/// Owns the process and its group: nothing of them is left, not even a zombie.
-class Child {
- public:
-  explicit Child(const Plan& plan) {
-    sigset_t all;
-    sigset_t before;
-    ::sigfillset(&all);
-    ::pthread_sigmask(SIG_SETMASK, &all, &before);
-    pid_ = ::fork();
-    if (pid_ == 0) becomeProgram(plan);
-    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (pid_ < 0) failed("Starting a process");
-    ::setpgid(pid_, pid_);  // whoever of the two comes first; it fails once the program runs
-    ended_ = Descriptor(::pidfd_open(pid_, 0));
-    if (!ended_) {
-      static_cast<void>(endGroup());
-      failed("Watching a process");
-    }
-  }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
-  ~Child() { static_cast<void>(endGroup()); }
-
-  [[nodiscard]] int ended() const noexcept { return ended_.get(); }
-
-  /// The group goes first: as long as the process is not waited for, the number is its own.
-  int endGroup() noexcept {
-    if (pid_ <= 0) return status_;
-    ::kill(-pid_, SIGKILL);
-    ::kill(pid_, SIGKILL);
-    while (::waitpid(pid_, &status_, 0) < 0 && errno == EINTR) {
-    }
-    pid_ = -1;
-    return status_;
-  }
-
- private:
-  pid_t pid_ = -1;
-  int status_ = 0;
-  Descriptor ended_;
 };
 
 void doNotBlock(const Descriptor& descriptor) {
@@ -199,7 +97,7 @@ class Talk {
     }
   }
 
-  /// What the pipes still hold, which is bounded; whoever has left the group may go on writing.
+  /// What the pipes still hold, which is bounded: should a writer be left, it may go on.
   ProcessResult finish() {
     for (int i = 0; i < PIECES_IN_PIPE && take(output_, result_.output, most_ + 1); ++i) {
     }
@@ -243,19 +141,16 @@ class Talk {
   ProcessResult result_;
 };
 
-/// Whether the program was started is known once the process has ended or become the program; here
-/// it has ended.
-void judge(ProcessResult& result, int status, const Descriptor& report) {
-  int error = 0;
-  if (::read(report.get(), &error, sizeof error) == static_cast<ssize_t>(sizeof error)) {
+void judge(ProcessResult& result, const ProgramEnd& end) {
+  result.code = end.code;
+  if (end.kind == ProgramEnd::Kind::NOT_STARTED) {
     result.end = ProcessEnd::NOT_STARTED;
-    result.code = error;
-  } else if (WIFSIGNALED(status)) {
+  } else if (WIFSIGNALED(end.code)) {
     result.end = ProcessEnd::SIGNALLED;
-    result.code = WTERMSIG(status);
+    result.code = WTERMSIG(end.code);
   } else {
     result.end = ProcessEnd::EXITED;
-    result.code = WEXITSTATUS(status);
+    result.code = WEXITSTATUS(end.code);
   }
 }
 
@@ -282,19 +177,19 @@ ProcessResult runProcess(const std::string& program, const std::vector<std::stri
   Pipe report;
   doNotBlock(report.reader);
   Talk talk(std::move(in.writer), std::move(out.reader), std::move(errors.reader), input, limits);
-  Child child({program.c_str(), argumentPointers.data(), environmentPointers.data(),
-               in.reader.get(), out.writer.get(), errors.writer.get(), report.writer.get(), limits,
-               ::getpid()});
+  FilterChild child({program.c_str(), argumentPointers.data(), environmentPointers.data(),
+                     in.reader.get(), out.writer.get(), errors.writer.get(), report.writer.get(),
+                     limits, ::getpid()});
   for (Descriptor* end : {&in.reader, &out.writer, &errors.writer, &report.writer}) {
     *end = Descriptor();
   }
   const std::optional<ProcessEnd> cut = talk.untilEnded(child.ended());
-  const int status = child.endGroup();
+  child.end();
   ProcessResult result = talk.finish();
   if (cut) {
     result.end = *cut;
   } else if (result.end != ProcessEnd::TOO_MUCH_OUTPUT) {
-    judge(result, status, report.reader);
+    judge(result, child.readEnd(report.reader));
   }
   return result;
 }

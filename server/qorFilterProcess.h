@@ -31,10 +31,10 @@ struct ProcessResult {
 };
 
 /// The program has nothing of this process but the three pipes: no descriptors, no environment but
-/// PATH and LANG, and no way to gain privileges. What it has started and not taken out of its
-/// process group ends with it. Input that it does not read is dropped.
+/// PATH and LANG, and no way to gain privileges. What it has started ends with it. Input that it
+/// does not read is dropped.
 /// Throws: std::system_error when pipes or processes have run out. SIGPIPE must be ignored.
-/// Threads: any; it is killed when the thread that waits for it ends.
+/// Threads: any; it is killed when the thread that waits for it ends, or the server.
 [[nodiscard]] ProcessResult runProcess(const std::string& program,
                                        const std::vector<std::string>& command,
                                        const std::string& path, std::string_view input,

@@ -92,12 +92,38 @@ TEST_F(Filters, FailuresAreToldWithTheFirstLineOfTheirErrors) {
 TEST_F(Filters, TimeEndsThemWithAllThatTheyStarted) {
   const auto file =
       std::filesystem::temp_directory_path() / ("qorserver-filter-" + std::to_string(::getpid()));
-  const std::string leave = "(sleep 1.5; echo late >" + file.string() + ") & ";
-  EXPECT_EQ(told(shell(leave + "sleep 60", 1)), "took longer than 1 seconds");
-  EXPECT_EQ(told(shell(leave + "echo done")), "done\n");  // the pipe is still held, nobody waits
+  const std::string late = "(sleep 1.5; echo late >" + file.string() + ") & ";
+  for (const std::string& leave : {late, "setsid sh -c '" + late + "'; "}) {
+    EXPECT_EQ(told(shell(leave + "sleep 60", 1)), "took longer than 1 seconds") << leave;
+    EXPECT_EQ(told(shell(leave + "echo done")), "done\n") << leave;  // nobody waits for the pipe
+  }
   EXPECT_EQ(told(shell("while :; do :; done", 1)).substr(0, 4), "took");
   std::this_thread::sleep_for(std::chrono::seconds(1));
   EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+TEST_F(Filters, EndWithTheServerWhateverSessionTheyAreIn) {
+  const auto folder =
+      std::filesystem::temp_directory_path() / ("qorserver-filters-" + std::to_string(::getpid()));
+  std::filesystem::create_directory(folder);
+  const std::string at = folder.string();
+  const pid_t server = ::fork();
+  if (server == 0) {
+    static_cast<void>(
+        runTextFilter(shell("setsid sh -c '(sleep 1.5; echo >" + at + "/late) & '; echo >" + at +
+                            "/started; sleep 1.5; echo >" + at + "/late"),
+                      "in"));
+    ::_exit(0);
+  }
+  for (int i = 0; i < 2000 && !std::filesystem::exists(folder / "started"); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_TRUE(std::filesystem::exists(folder / "started"));
+  ::kill(server, SIGKILL);
+  EXPECT_EQ(::waitpid(server, nullptr, 0), server);
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  EXPECT_FALSE(std::filesystem::exists(folder / "late"));
+  std::filesystem::remove_all(folder);
 }
 
 TEST_F(Filters, MemoryIsBounded) {
