@@ -20,6 +20,9 @@ using Pairs = std::vector<std::pair<icu::UnicodeString, icu::UnicodeString>>;
 using Keys = std::vector<std::string>;
 using Request = comm::ClientRequest;
 
+/// Of the documents that the server has read by a filter.
+inline constexpr const char* FILTERED_TYPE = "application/x-soak";
+
 struct Answer {
   bool lost = false;    ///< the server went away meanwhile
   std::string refusal;  ///< its message id; empty: success

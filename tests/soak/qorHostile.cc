@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <arpa/inet.h>
+#include <array>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,6 +29,8 @@ int connectTo(unsigned port) {
   ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
   const timeval limit{1, 0};
   ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  const timeval patience{10, 0};
+  ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return socket;
   ::close(socket);
   return -1;
@@ -83,8 +87,27 @@ std::string HostileLoad::nextAttack() {
   }
 }
 
+/// Whoever watches the server, at any moment.
+void HostileLoad::scrape() {
+  const std::uint64_t life = world_.life();
+  const int socket = connectTo(world_.metricsPort());
+  if (socket < 0) return;
+  const std::string request = "GET /metrics HTTP/1.1\r\n\r\n";
+  static_cast<void>(::send(socket, request.data(), request.size(), MSG_NOSIGNAL));
+  std::string page;
+  std::array<char, 4096> piece{};
+  for (ssize_t count = 1; count > 0; page.append(piece.data(), static_cast<std::size_t>(count))) {
+    count = std::max<ssize_t>(::recv(socket, piece.data(), piece.size(), 0), 0);
+  }
+  ::close(socket);
+  const bool right = page.starts_with("HTTP/1.1 200") && page.find("\nqorserver_up") != page.npos;
+  if (right) return world_.count(Operation::SCRAPE);
+  if (life % 2 == 0 && world_.life() == life) world_.wrong("the metrics are not served");
+}
+
 void HostileLoad::step() {
   if (world_.life() % 2 == 1) return;
+  if (dice_.below(4) == 0) return scrape();
   const int socket = connectTo(world_.port());
   if (socket < 0) return;
   const std::string attack = nextAttack();

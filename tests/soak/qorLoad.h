@@ -117,7 +117,8 @@ class AdminLoad {
   Entries backup_;
 };
 
-/// Connections that want no good. Owns the sockets that it leaves open.
+/// Connections that want no good, and those that want the metrics. Owns the sockets that it leaves
+/// open.
 class HostileLoad {
  public:
   static constexpr std::uint32_t PAUSES = 20;
@@ -131,6 +132,7 @@ class HostileLoad {
 
  private:
   std::string nextAttack();
+  void scrape();
 
   World& world_;
   std::string token_;

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // A real server under mixed load, as it would run for months, in little time.
 //   soak SERVER SECONDS [CORES [SEED]]
-// Writers, readers, an administrator and hostile connections press it; in the first half of the time
-// it is killed or ended and started again every now and then, the second half is one life, of which
-// memory, descriptors and threads are compared. Exit code 0 and a line of figures when nothing that
-// was acknowledged is lost, nothing wrong was answered, nothing hung and nothing grew.
+// Writers, readers, an administrator, hostile connections and those that fetch metrics press it,
+// and a filter reads some documents; in the first half of the time it is killed or ended and started
+// again every now and then, the second half is one life, of which memory, descriptors and threads
+// are compared. Exit code 0 and a line of figures when nothing that was acknowledged is lost, nothing
+// wrong was answered, nothing hung and nothing grew.
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -36,8 +37,8 @@ constexpr double MEMORY_JUDGED_FROM = 600;  // seconds: less says little about m
 constexpr const char* TOKEN = "a-token-for-all";
 constexpr const char* OTHER_TOKEN = "a-token-now-and-then";
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool SANITIZED = true;  // keeps freed memory for a while
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true;  // keeps freed memory for a while, or a record of what was used
 #else
 constexpr bool SANITIZED = false;
 #endif
@@ -74,6 +75,8 @@ class Soak {
 
  private:
   [[nodiscard]] std::string lineFor(const char* token) const;
+  void writeSettings() const;
+  [[nodiscard]] unsigned metricsPort() const;
   bool start();
   void prepare();
   void startThreads();
@@ -124,10 +127,29 @@ std::string Soak::lineFor(const char* token) const {
   return line;
 }
 
+/// Documents of the type that it names are read by a program, on threads of their own.
+void Soak::writeSettings() const {
+  std::ofstream(folder_ / "settings")
+      << "idle_timeout = 15\ntoken_file = '" << (folder_ / "tokens").string()
+      << "'\nbackup.roots = ['" << folder_.string() << "']\nmetrics.listen = '127.0.0.1:0'\n"
+      << "[[filter]]\ncontent_type = '" << FILTERED_TYPE << "'\ncommand = ['/bin/cat']\n";
+}
+
+/// As the newest server told in the log, before it said on standard output where it listens.
+unsigned Soak::metricsPort() const {
+  const std::string sign = " metrics=127.0.0.1:";
+  std::ifstream log(folder_ / "log");
+  unsigned port = 0;
+  for (std::string line; std::getline(log, line);) {
+    const std::size_t at = line.find(sign);
+    if (at != line.npos) port = static_cast<unsigned>(std::stoul(line.substr(at + sign.size())));
+  }
+  return port;
+}
+
 /// The shell adds what the options are missing and becomes the server.
 bool Soak::start() {
-  const std::string words = "exec \"$0\" \"$@\" --idle-timeout 15 --token-file '" +
-                            (folder_ / "tokens").string() + "' --backup-root '" + folder_.string() +
+  const std::string words = "exec \"$0\" \"$@\" --config '" + (folder_ / "settings").string() +
                             "' 2>>'" + (folder_ / "log").string() + "'";
   server_ = std::make_unique<WatchedServer>(settings_.program, (folder_ / "data").string(),
                                             std::vector<std::string>{"sh", "-c", words});
@@ -135,11 +157,12 @@ bool Soak::start() {
     world_.wrong("the server does not start");
     return false;
   }
-  world_.up(server_->port(), server_->process());
+  world_.up(server_->port(), metricsPort(), server_->process());
   return true;
 }
 
 void Soak::prepare() {
+  writeSettings();
   std::vector<std::string> lines{lineFor(TOKEN), lineFor(OTHER_TOKEN)};
   std::ofstream(folder_ / "tokens") << lines[0] << '\n';
   fs::permissions(folder_ / "tokens", fs::perms::owner_read | fs::perms::owner_write);

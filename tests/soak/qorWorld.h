@@ -36,11 +36,13 @@ enum class Operation : std::uint32_t {
   DROP,
   TAKEOVER,
   RELOAD,
-  HOSTILE
+  HOSTILE,
+  SCRAPE
 };
 inline constexpr std::array OPERATION_NAMES{
-    "adds",     "deletes", "batched",  "outcomes", "searches", "streams",   "abandoned", "sorted",
-    "statuses", "backups", "restores", "creates",  "drops",    "takeovers", "reloads",   "hostile"};
+    "adds",      "deletes",   "batched",  "outcomes", "searches", "streams",
+    "abandoned", "sorted",    "statuses", "backups",  "restores", "creates",
+    "drops",     "takeovers", "reloads",  "hostile",  "scrapes"};
 
 /// Threads: any.
 class World {
@@ -48,10 +50,12 @@ class World {
   /// Odd while no server is up; a request that failed between two lives has an excuse.
   [[nodiscard]] std::uint64_t life() const noexcept { return life_; }
   [[nodiscard]] unsigned port() const noexcept { return port_; }
+  [[nodiscard]] unsigned metricsPort() const noexcept { return metricsPort_; }
   [[nodiscard]] pid_t process() const noexcept { return process_; }
   void down() noexcept { ++life_; }
-  void up(unsigned port, pid_t process) noexcept {
+  void up(unsigned port, unsigned metricsPort, pid_t process) noexcept {
     port_ = port;
+    metricsPort_ = metricsPort;
     process_ = process;
     ++life_;
   }
@@ -142,6 +146,7 @@ class World {
   std::atomic<pid_t> process_ = 0;
   std::atomic<std::uint64_t> life_ = 1;
   std::atomic<unsigned> port_ = 0;
+  std::atomic<unsigned> metricsPort_ = 0;
   std::array<std::atomic<std::uint64_t>, OPERATION_NAMES.size()> counts_{};
   std::mutex mutex_;
   std::vector<float> searches_;
