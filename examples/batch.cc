@@ -30,8 +30,12 @@ unsigned int lengthOf(const std::string& bytes) { return static_cast<unsigned in
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: batch PORT\n";
+    return 2;
+  }
+  TamberPerfClient client(u"127.0.0.1", port);
   ClientResponse response;
   ClientRequest create;
   create.buildRequest(u"batch", ClientRequest::CREATE_COLLECTION, {});

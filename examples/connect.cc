@@ -28,8 +28,11 @@ std::string whoIsThere(TamberPerfClient& client, const icu::UnicodeString& token
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  const auto port = static_cast<unsigned int>(std::atoi(argv[1]));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: connect PORT\n";
+    return 2;
+  }
   // [client]
   TamberPerfClient client(u"127.0.0.1", port);  // a name or an address; does nothing yet
   client.setTimeOut(5000);                      // for connecting, in milliseconds

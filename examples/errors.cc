@@ -53,8 +53,12 @@ void attempt(unsigned int port) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
-  attempt(static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: errors PORT\n";
+    return 2;
+  }
+  attempt(port);
   attempt(1);  // where nobody listens
 }
 // Prints:

@@ -70,8 +70,12 @@ void removeRow(TamberPerfClient& client, const char* id) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: indexing PORT\n";
+    return 2;
+  }
+  TamberPerfClient client(u"127.0.0.1", port);
   createIndex(client);
   for (const Row& row : ROWS) indexRow(client, row);
   indexRow(client, {"b2", u"Hills", u"2005", "walks above the river, second edition"});

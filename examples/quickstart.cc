@@ -8,8 +8,11 @@ using namespace orvix::comm;
 using orvix::util::ExtendedProperties;
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  const auto port = static_cast<unsigned int>(std::atoi(argv[1]));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: quickstart PORT (of a qorserver on this machine)\n";
+    return 2;
+  }
   // [quickstart]
   TamberPerfClient client(u"127.0.0.1", port);
   ClientRequest create, add, search;  // a request keeps its document: take one for each

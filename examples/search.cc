@@ -72,8 +72,12 @@ void printEstimate(TamberPerfClient& client, const icu::UnicodeString& query) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: search PORT\n";
+    return 2;
+  }
+  TamberPerfClient client(u"127.0.0.1", port);
   fill(client);
   std::cout << std::fixed << std::setprecision(1);
   printEstimate(client, u"river");

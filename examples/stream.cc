@@ -32,8 +32,12 @@ void fill(TamberPerfClient& client) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: stream PORT\n";
+    return 2;
+  }
+  TamberPerfClient client(u"127.0.0.1", port);
   fill(client);
   ExtendedProperties properties;
   properties.putProperty(StaticDefs::PARAM_QUERY, u"common");

@@ -10,8 +10,11 @@
 using namespace orvix::comm;
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
-  const auto port = static_cast<unsigned int>(std::atoi(argv[1]));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: threads PORT\n";
+    return 2;
+  }
   std::atomic<int> answered{0};
   // [threads]
   const auto work = [port, &answered] {

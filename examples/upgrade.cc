@@ -32,8 +32,12 @@ bool isCompatible(TamberPerfClient& client, const icu::UnicodeString& versions) 
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2) return 2;
-  TamberPerfClient client(u"127.0.0.1", static_cast<unsigned int>(std::atoi(argv[1])));
+  const unsigned int port = argc == 2 ? static_cast<unsigned int>(std::atoi(argv[1])) : 0;
+  if (port == 0 || port > 65535) {
+    std::cerr << "usage: upgrade PORT\n";
+    return 2;
+  }
+  TamberPerfClient client(u"127.0.0.1", port);
   std::cout << &qorcomm_component_marker[0] << '\n';  // name and major version of the library
   std::cout << (isCompatible(client, u"1.1") ? "yes\n" : "no\n");
   std::cout << (isCompatible(client, u"2.0-2.4") ? "yes\n" : "no\n");
