@@ -10,6 +10,7 @@
 #include "cli/qorCtlDocument.h"
 #include "cli/qorCtlSearch.h"
 #include "cli/qorCtlText.h"
+#include "cli/qorCtlVersion.h"
 
 namespace orvix::ctl {
 
@@ -78,6 +79,7 @@ ExitCode version(Context& context) {
   ClientResponse response;
   context.connection().run(ClientRequest::GET_SERVER_VERSION, response);
   const auto rows = context.rows({{"program"}, {"version"}});
+  rows->write({"qorctl", versionText()});
   rows->write({"library", qorcomm_component_marker});
   rows->write({"server", toUtf8(response.getContent())});
   rows->finish();

@@ -6,6 +6,7 @@
 #include "cli/qorCtlExit.h"
 #include "cli/qorCtlShellWords.h"
 #include "cli/qorCtlShells.h"
+#include "cli/qorCtlVersion.h"
 
 namespace orvix::ctl {
 
@@ -84,7 +85,7 @@ void writeExitCodes(std::ostream& out) {
 }  // namespace
 
 void writeManualPage(std::ostream& out) {
-  out << ".TH QORCTL 1 \"\" \"" << qorcomm_component_marker << "\" \"User commands\"\n";
+  out << ".TH QORCTL 1 \"\" \"" << nameAndVersion() << "\" \"User commands\"\n";
   writeSection(out, "NAME", "qorctl - talk to a full-text search server");
   writeSection(out, "SYNOPSIS", "");
   out << bold("qorctl") << " [" << italic("OPTION") << "]... " << italic("COMMAND") << " ["

@@ -21,7 +21,7 @@ constexpr std::uint32_t bits(std::initializer_list<Command> commands) {
 using enum Command;
 
 constexpr CommandRow COMMANDS[] = {
-    {VERSION, nullptr, "version", "Show the versions of this library and of the server"},
+    {VERSION, nullptr, "version", "Show the versions of qorctl, of its library and of the server"},
     {STATUS, nullptr, "status", "Ask the server whether it is well"},
     {PING, nullptr, "ping", "Measure how long the server takes to answer"},
     {DOCTOR, nullptr, "doctor", "Check host, connection, token, version and collection"},

@@ -9,6 +9,7 @@
 #include "cli/qorCtlExit.h"
 #include "cli/qorCtlOptionTable.h"
 #include "cli/qorCtlText.h"
+#include "cli/qorCtlVersion.h"
 
 namespace orvix::ctl {
 
@@ -73,7 +74,7 @@ std::string usageText(const CLI::App& app, const CLI::ParseError& failure) {
 class Parser {
  public:
   explicit Parser(Settings& settings) : app_("Talks to a full-text search server.", "qorctl") {
-    app_.set_version_flag("--version", std::string(qorcomm_component_marker));
+    app_.set_version_flag("--version", versionText());
     app_.require_subcommand(1);
     app_.fallthrough();  // global options may stand behind the command; subcommands inherit it
     for (const GroupRow& row : groupTable()) {

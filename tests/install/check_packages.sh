@@ -90,7 +90,9 @@ fi
 
 export LD_LIBRARY_PATH=$lib
 for name in qorctl qorserver; do
-  "$root/usr/bin/$name" --version || fail "$name --version"
+  version=$("$root/usr/bin/$name" --version) || fail "$name --version"
+  [[ $version == "$name $(field "$name" Version), "* ]] || fail "$name says it is $version"
+  echo "$version"
 done
 
 # use CXX: builds and runs the user's program in both ways.
