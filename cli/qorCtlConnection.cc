@@ -29,9 +29,7 @@ std::string requestText(const Settings& settings) {
 }
 
 Connection::Connection(const Settings& settings)
-    : where_(requestText(settings)),
-      mostAttempts_(settings.retries + 1),
-      client_(toUnicode(settings.host), settings.port) {
+    : where_(requestText(settings)), client_(toUnicode(settings.host), settings.port) {
   client_.setTimeOut(milliseconds(settings.connectTimeout));
   client_.setReceiveTimeOut(milliseconds(settings.timeout));
   client_.setSendTimeOut(milliseconds(settings.timeout));
@@ -42,10 +40,9 @@ Connection::Connection(const Settings& settings)
   }
 }
 
-std::string Connection::attemptText() const {
-  if (client_.attempts() == 0) return where_;
-  return where_ + ", attempt " + std::to_string(client_.attempts()) + " of " +
-         std::to_string(mostAttempts_);
+std::string Connection::triedText() const {
+  if (client_.attempts() < 2) return where_;
+  return where_ + ", tried " + std::to_string(client_.attempts()) + " times";
 }
 
 void Connection::run(Kind kind, comm::ClientResponse& response) {
@@ -63,7 +60,7 @@ void Connection::send(comm::ClientRequest& request, comm::ClientResponse& respon
   client_.startCounting();
   client_.sendAndRecvMesg(request, response);
   if (!response.success()) {
-    throw CtlFailure(ExitCode::REFUSED, attemptText() + ": the server answered with result code " +
+    throw CtlFailure(ExitCode::REFUSED, triedText() + ": the server answered with result code " +
                                             std::to_string(response.getResultCode()));
   }
 }
@@ -86,7 +83,7 @@ void Connection::forEachOutcome(const icu::UnicodeString& collection,
 void Connection::requireComplete() const {
   if (client_.isReplyComplete()) return;
   throw CtlFailure(ExitCode::PROTOCOL,
-                   attemptText() +
+                   triedText() +
                        ": the server closed the connection before its reply was complete; "
                        "results may be missing; check that it still runs and try again");
 }

@@ -44,8 +44,8 @@ class Connection {
 
   /// The request text of its settings.
   [[nodiscard]] const std::string& where() const { return where_; }
-  /// The same for failures: with the attempt that failed and how many there may be.
-  [[nodiscard]] std::string attemptText() const;
+  /// The same for failures: a request that was repeated says how often it was tried.
+  [[nodiscard]] std::string triedText() const;
   [[nodiscard]] comm::TamberPerfClient& client() { return client_; }
   /// What every request carries: the token, when there is one.
   [[nodiscard]] const util::ExtendedProperties& properties() const { return properties_; }
@@ -63,7 +63,6 @@ class Connection {
 
  private:
   std::string where_;
-  unsigned int mostAttempts_;
   CountingClient client_;
   util::ExtendedProperties properties_;
 };

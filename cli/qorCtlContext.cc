@@ -19,7 +19,7 @@ Connection& Context::connection() {
 }
 
 std::string Context::where() const {
-  return connection_ ? connection_->attemptText() : commandName(settings_.command);
+  return connection_ ? connection_->triedText() : commandName(settings_.command);
 }
 
 std::unique_ptr<RowWriter> Context::rows(std::vector<Column> columns) const {

@@ -182,7 +182,7 @@ Finding runCheck(const CheckRow& check, Patient& patient) {
   try {
     return check.run(patient);
   } catch (const std::exception&) {
-    const Failure failure = currentFailure(patient.connection ? patient.connection->attemptText()
+    const Failure failure = currentFailure(patient.connection ? patient.connection->triedText()
                                                               : requestText(patient.settings));
     return {Verdict::FAIL, failure.text,
             "see qorctl explain " + std::to_string(static_cast<int>(failure.code))};

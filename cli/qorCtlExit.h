@@ -73,7 +73,7 @@ class CtlFailure : public std::runtime_error {
 [[nodiscard]] ExitCode exitCodeOf(const comm::RESTException& failure);
 
 /// Says `failure` in one line: its first message, then the further ones as its causes. `where`
-/// names request, server and attempt: what the server itself reported does not.
+/// names request and server: what the server itself reported does not.
 [[nodiscard]] std::string describe(const oss::BaseException& failure, std::string_view where);
 
 /// A failure in words: what, where, why and, where that is known, what to do.

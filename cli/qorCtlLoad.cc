@@ -58,7 +58,7 @@ LoadResult Loader::run(DocumentSource& source) {
     loadAll(source);
     if (rejects_ != nullptr) rejects_->endBatch();
   } catch (const std::exception&) {
-    result.failure = currentFailure(connection_.attemptText());
+    result.failure = currentFailure(connection_.triedText());
     keepUnconfirmed();
   }
   result.counts = counts_;

@@ -56,7 +56,7 @@ void askOnce(const Context& context, Connection& connection, Tally& tally) {
     tally.times.push_back(Milliseconds(Clock::now() - start).count());
     say(context, tally.sent, timeText(tally.times.back()));
   } catch (const std::exception&) {
-    tally.lastFailure = currentFailure(connection.attemptText());
+    tally.lastFailure = currentFailure(connection.triedText());
     if (!isLoss(*tally.lastFailure)) {
       throw CtlFailure(tally.lastFailure->code, tally.lastFailure->text);
     }

@@ -117,7 +117,7 @@ std::uint64_t runSearch(Context& context) {
       const comm::SearchResult& hit = hits.getNext();
       if (hit.getStatus() == ERROR_STATUS) {
         throw CtlFailure(ExitCode::REFUSED,
-                         connection.attemptText() + ": " + printable(errorInHit(hit)));
+                         connection.triedText() + ": " + printable(errorInHit(hit)));
       }
       printer.print(hit);
       ++count;

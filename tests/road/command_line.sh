@@ -181,8 +181,8 @@ if ! "$quickstart" "$port" | grep -q '^first '; then
 fi
 expect 0 - shutdown
 wait "$server" && server=
-expect_error 3 "status at 127.0.0.1:$port, attempt 1 of 1: ERR_CONNECT_SERVER.*cause: SOCKET_CONNECT" \
-  --retries 0 status
+expect_error 3 "status at 127.0.0.1:$port: ERR_CONNECT_SERVER.*cause: SOCKET_CONNECT" --retries 0 status
+expect_error 3 "status at 127.0.0.1:$port, tried 2 times: ERR_CONNECT_SERVER" status
 expect 1 '"connection","verdict":"fail"' doctor
 expect 3 '"sent":2,"answered":0,"lost":2}' ping --count 2 --interval 0
 expect 0 'ERR_CONNECT_SERVER: The connection could not be made' explain err_connect_server --output table
