@@ -178,14 +178,29 @@ constexpr CheckRow CHECKS[] = {
     {"status", checkStatus}, {"version", checkVersion},       {"collection", checkCollection},
 };
 
+/// What to do comes after what was found, so it is taken out of the failure's text.
+Finding findingOf(Failure failure, const Settings& settings) {
+  std::string remedy(exitRow(failure.code).remedy);
+  const std::string ending = "; " + remedy;
+  if (!remedy.empty() && failure.text.ends_with(ending)) {
+    failure.text.resize(failure.text.size() - ending.size());
+  }
+  if (failure.code == ExitCode::NOT_AUTHORISED && !settings.tokenFile.empty()) {
+    remedy = "check that the first line of " + inputName(settings.tokenFile) +
+             " is a token that the server's token file has a line for";
+  }
+  if (!remedy.empty()) remedy += "; ";
+  return {Verdict::FAIL, failure.text,
+          remedy + "see qorctl explain " + std::to_string(static_cast<int>(failure.code))};
+}
+
 Finding runCheck(const CheckRow& check, Patient& patient) {
   try {
     return check.run(patient);
   } catch (const std::exception&) {
-    const Failure failure = currentFailure(patient.connection ? patient.connection->triedText()
-                                                              : requestText(patient.settings));
-    return {Verdict::FAIL, failure.text,
-            "see qorctl explain " + std::to_string(static_cast<int>(failure.code))};
+    return findingOf(currentFailure(patient.connection ? patient.connection->triedText()
+                                                       : requestText(patient.settings)),
+                     patient.settings);
   }
 }
 
@@ -195,8 +210,8 @@ ExitCode doctor(Context& context) {
   Settings once = context.settings();
   once.retries = 0;
   Patient patient{once};
-  const auto rows =
-      context.rows({{"check", 10}, {"verdict", 7, false, true}, {"finding"}, {"remedy"}});
+  const auto rows = context.rows(
+      {{"check", 10}, {"verdict", 7, false, true}, {"finding"}, {"remedy", 0, false, false, true}});
   bool failed = false;
   for (const CheckRow& check : CHECKS) {
     if (check.run == checkCollection && once.collection.empty()) continue;

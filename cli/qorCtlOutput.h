@@ -26,6 +26,9 @@ struct Column {
   std::size_t width = 0;  ///< of the table, at least; what is wider widens it
   bool rightAligned = false;
   bool verdict = false;  ///< holds one of VERDICTS, which has a colour of its own
+  /// The last column only: a table has it under the one before, on a line of its own with its name,
+  /// and only where there is something in it. So a long text before it keeps the columns aligned.
+  bool below = false;
 };
 
 inline constexpr std::array<std::string_view, 3> VERDICTS{"ok", "warn", "fail"};

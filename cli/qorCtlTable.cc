@@ -12,6 +12,7 @@ namespace orvix::ctl {
 namespace {
 
 constexpr std::size_t KEPT_ROWS = 256;
+constexpr char NOTHING[] = "-";
 constexpr char BOLD[] = "\x1b[1m";
 constexpr char PLAIN[] = "\x1b[0m";
 constexpr std::array<const char*, VERDICTS.size()> VERDICT_COLOURS{"\x1b[32m", "\x1b[33m",
@@ -26,7 +27,12 @@ std::string coloured(const std::string& verdict) {
 class TableWriter : public RowWriter {
  public:
   TableWriter(std::ostream& out, std::vector<Column> columns, bool colour)
-      : out_(out), columns_(std::move(columns)), colour_(colour) {}
+      : out_(out), columns_(std::move(columns)), colour_(colour) {
+    if (!columns_.empty() && columns_.back().below) {
+      below_ = columns_.back().name;
+      columns_.pop_back();
+    }
+  }
 
   TableWriter(const TableWriter&) = delete;
   TableWriter& operator=(const TableWriter&) = delete;
@@ -38,7 +44,7 @@ class TableWriter : public RowWriter {
     for (const Cell& cell : cells) {
       const auto* text = std::get_if<std::string>(&cell);
       texts.push_back(text != nullptr                                ? printable(*text)
-                      : std::holds_alternative<std::monostate>(cell) ? "-"
+                      : std::holds_alternative<std::monostate>(cell) ? NOTHING
                                                                      : cellText(cell));
     }
     kept_.push_back(std::move(texts));
@@ -52,7 +58,10 @@ class TableWriter : public RowWriter {
     if (!headWritten_) widen(names);
     for (const auto& texts : kept_) widen(texts);
     if (!std::exchange(headWritten_, true)) writeHead(names);
-    for (const auto& texts : kept_) writeLine(texts);
+    for (const auto& texts : kept_) {
+      writeLine(texts);
+      writeBelow(texts);
+    }
     kept_.clear();
   }
 
@@ -70,7 +79,7 @@ class TableWriter : public RowWriter {
 
   void writeLine(const std::vector<std::string>& texts, const char* ending = "") {
     std::string line;
-    for (std::size_t at = 0; at < texts.size(); ++at) {
+    for (std::size_t at = 0; at < columns_.size(); ++at) {
       const bool last = at + 1 == columns_.size();
       const std::size_t width = displayWidth(texts[at]);
       const std::string pad(columns_[at].width > width ? columns_[at].width - width : 0, ' ');
@@ -83,9 +92,17 @@ class TableWriter : public RowWriter {
     out_ << line << ending << '\n';
   }
 
+  void writeBelow(const std::vector<std::string>& texts) {
+    if (texts.size() == columns_.size() || texts.back() == NOTHING) return;
+    std::size_t indent = 0;
+    for (std::size_t at = 0; at + 1 < columns_.size(); ++at) indent += columns_[at].width + 2;
+    out_ << std::string(indent, ' ') << below_ << ": " << texts.back() << '\n';
+  }
+
   std::ostream& out_;
   std::vector<Column> columns_;
   bool colour_;
+  std::string below_;  // the name of the column that has lines of its own
   std::vector<std::vector<std::string>> kept_;
   bool headWritten_ = false;
 };

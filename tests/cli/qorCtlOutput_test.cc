@@ -32,6 +32,26 @@ TEST(Output, TableColumnsAlignAndControlCharactersAreShown) {
             "12.500  longer than it  -    bad \xef\xbf\xbd \"q\"\n");
 }
 
+TEST(Output, ATableHasALastColumnOnLinesOfItsOwnWhenToldTo) {
+  const auto both = [](OutputFormat format) {
+    std::ostringstream out;
+    const auto rows =
+        makeRowWriter(format, out, {{"check", 6}, {"finding"}, {"remedy", 0, false, false, true}});
+    rows->write({"host", "a name", std::monostate()});
+    rows->flush();
+    rows->write({"token", "a text that is longer", "mend it"});
+    rows->finish();
+    return out.str();
+  };
+  EXPECT_EQ(both(OutputFormat::TABLE),
+            "check   finding\n"
+            "host    a name\n"
+            "token   a text that is longer\n"
+            "        remedy: mend it\n");
+  EXPECT_EQ(both(OutputFormat::CSV),
+            "check,finding,remedy\nhost,a name,\ntoken,a text that is longer,mend it\n");
+}
+
 TEST(Output, NdjsonKeepsTypesAndLeavesNothingOut) {
   EXPECT_EQ(written(OutputFormat::NDJSON),
             "{\"rank\":1,\"name\":\"\xe6\x97\xa5\xe6\x9c\xac\",\"ok\":true,\"key\":\"a\\tb\"}\n"
