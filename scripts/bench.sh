@@ -7,6 +7,7 @@
 # "--json" is build/bench/bench.json unless said; the parts' file has .micro before its .json.
 # BUILD_DIR overrides build/bench.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 build=${BUILD_DIR:-build/bench}

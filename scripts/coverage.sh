@@ -4,6 +4,7 @@
 # status 1 unless every line, and 97 of 100 branches, of each of the four folders are reached.
 # Usage: scripts/coverage.sh [ctest options]. BUILD_DIR overrides build/coverage.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 folders=(comm/transport comm/response comm/results comm/support)

@@ -3,6 +3,7 @@
 # keeps calm without descriptors. Needs a limit of 12,000 open files or more (ulimit -Hn).
 # Usage: scripts/crowd.sh [PRESET] [REQUESTS]   (release-like figures need an optimised preset)
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 preset=${1:-dev}
 

@@ -4,6 +4,7 @@
 # against a plain word count. Leaves nothing behind but the build.
 # Usage: scripts/demo.sh [FOLDER]     (default: the ICU headers of the system's include folder)
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 root=$PWD
 

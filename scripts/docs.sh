@@ -8,6 +8,7 @@
 #        scripts/docs.sh check        check only: snippets, links, and names of files and functions
 #        scripts/docs.sh site [DIR]   build the site only, into DIR (default: build/docs)
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

@@ -3,6 +3,7 @@
 # order of syncs and replies. Ends with exit code 0 when nothing that was acknowledged is lost.
 # Usage: scripts/durability.sh [PRESET]   (dev unless given)
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 preset=${1:-dev}
 

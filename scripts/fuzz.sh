@@ -4,6 +4,7 @@
 # SECONDS per target, 60 by default. Findings are kept in out/fuzz; once fixed, an input moves to
 # fuzz/crashes/TARGET, where it is replayed as a test. BUILD_DIR overrides build/fuzz.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 seconds=${1:-60}

@@ -4,6 +4,7 @@
 # and the coverage report need, "bench" what the library is measured against, "docs" what makes the site
 # of documents, "package" what makes Debian packages, "lint" what reads the sources)
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 
 packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev libcli11-dev
           libsodium-dev libspdlog-dev libsystemd-dev libtomlplusplus-dev libxml2-dev

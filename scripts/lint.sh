@@ -8,6 +8,7 @@
 # seconds of processor time for each, and reads two at a time; "--quick" leaves clang-tidy out when more
 # than 40 files differ. BUILD_DIR overrides build/lint, which is configured but not built.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh test fuzz bench lint

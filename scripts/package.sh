@@ -7,6 +7,7 @@
 # and uses the packages as a stranger would. BUILD_DIR overrides build/package, PACKAGE_DIR
 # build/packages.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 check=0

@@ -6,6 +6,7 @@
 # missing the script says so and succeeds: the collection is not part of this tree. "--tried" prints what
 # other settings of the engine come to. BUILD_DIR overrides build/server-bench.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 build=${BUILD_DIR:-build/server-bench}

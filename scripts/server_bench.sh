@@ -5,6 +5,7 @@
 # In full it takes about four minutes. "--json" is build/server-bench/server-bench.json unless said.
 # BUILD_DIR overrides build/server-bench.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 build=${BUILD_DIR:-build/server-bench}

@@ -8,6 +8,7 @@
 # is judged from ten minutes on, and not under a sanitizer). With the preset tsan-server races between
 # the server's threads are found, too.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 minutes=${1:-60}
 cores=${2:-0.5}

@@ -4,6 +4,7 @@
 # tests. Incremental; ends with the summary of ctest.
 # Usage: scripts/test.sh [ctest options]
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 bash scripts/install-deps.sh test

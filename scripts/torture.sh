@@ -6,6 +6,7 @@
 # BUILD_DIR, TSAN_BUILD_DIR and FUZZ_BUILD_DIR override build/asan, build/tsan and build/fuzz;
 # FUZZ_SECONDS the time of each fuzzer, 60.
 set -euo pipefail
+. "$(dirname "$0")/help.sh"
 cd "$(dirname "$0")/.."
 
 options=()
