@@ -97,7 +97,7 @@ links() {
 # architecture, so does every single name.
 names() {
   local page word
-  local folders='infra|comm|server|cli|tests|fuzz|bench|examples|docs|scripts|cmake'
+  local folders='infra|comm|manual|server|cli|tests|fuzz|bench|examples|docs|scripts|cmake'
   find ${folders//|/ } -type f >"$work/files"
   grep -E "^($folders)/.*\.(h|cc|txt|cmake|in)$" "$work/files" |
     xargs grep -ohE '[A-Za-z_][A-Za-z_0-9]*' | sort -u >"$work/words"

@@ -11,7 +11,7 @@ cd "$1"
 chain=(infra/bytes infra/oss infra/util comm/protocol comm/results comm/support comm/request comm/response
   comm/transport)
 generated=(infra/qorExport.h comm/qorExport.h)
-folders=(infra comm server cli examples bench fuzz tests)
+folders=(infra comm manual server cli examples bench fuzz tests)
 faults=0
 seen=0
 
@@ -63,12 +63,13 @@ while IFS=: read -r file included; do
   case $file in
     infra/* | comm/*) check_library "$file" "$included" ;;
     server/*)
-      only "$file" "$included" "the server shares infra and comm/protocol only" \
-        'server/|infra/|comm/protocol/|comm/qorExport\.h$'
+      only "$file" "$included" "the server shares infra, comm/protocol and manual only" \
+        'server/|manual/|infra/|comm/protocol/|comm/qorExport\.h$'
       ;;
+    manual/*) only "$file" "$included" "the writer of manual pages knows no program" 'manual/' ;;
     cli/* | examples/* | qorcomm.h)
       only "$file" "$included" "only what is public may be seen here" \
-        "${file%%/*}/|qorcomm\.h$|infra/|comm/"
+        "${file%%/*}/|manual/|qorcomm\.h$|infra/|comm/"
       [[ $included != */internal/* ]] || complain "$file" "includes $included, which is not public"
       ;;
     bench/server/*)
