@@ -31,9 +31,11 @@ OnExisting onExistingOf(const Frame& request) {
 
 }  // namespace
 
+std::string nameAndVersion() { return std::string("qorserver ") + QORSERVER_VERSION; }
+
 std::string versionText() {
-  return std::string("qorserver ") + QORSERVER_VERSION + ", protocol " + words().protocolVersion +
-         ", Xapian " + Xapian::version_string() + ", ICU " + U_ICU_VERSION;
+  return nameAndVersion() + ", protocol " + words().protocolVersion + ", Xapian " +
+         Xapian::version_string() + ", ICU " + U_ICU_VERSION;
 }
 
 Reply serverStatus(ServerContext& context, const Frame& request) {

@@ -33,6 +33,25 @@ std::string expectationOf(const ConfigKey<Settings>& key) {
 template std::string expectationOf(const ConfigKey<ServerConfig>& key);
 template std::string expectationOf(const ConfigKey<TextFilter>& key);
 
+template <class Settings>
+std::string defaultOf(const ConfigKey<Settings>& key) {
+  const Settings usual;
+  return std::visit(
+      [&usual](auto slot) -> std::string {
+        const auto& value = usual.*slot;
+        using Value = std::remove_cvref_t<decltype(value)>;
+        if constexpr (std::is_same_v<Value, bool>) return value ? "true" : "false";
+        if constexpr (std::is_same_v<Value, LogLevel>) return std::string(nameOf(value));
+        if constexpr (std::is_same_v<Value, std::uint32_t>) return std::to_string(value);
+        if constexpr (std::is_same_v<Value, std::string>) return value;
+        return "";
+      },
+      key.slot);
+}
+
+template std::string defaultOf(const ConfigKey<ServerConfig>& key);
+template std::string defaultOf(const ConfigKey<TextFilter>& key);
+
 std::vector<std::string> changedKeys(const ServerConfig& before, const ServerConfig& now) {
   std::vector<std::string> changed;
   for (const ConfigKey<ServerConfig>& key : SERVER_KEYS) {

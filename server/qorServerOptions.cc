@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <iostream>
 
 #include "server/qorConfigKeys.h"
 #include "server/qorConfigReader.h"
+#include "server/qorServerManual.h"
 #include "server/qorServerVersion.h"
 
 namespace orvix::server {
@@ -26,7 +28,7 @@ CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, std::string&
                 : "must have " + std::to_string(key.least) + " to " + std::to_string(key.most) +
                       " bytes";
   });
-  return value.empty() ? option : option->capture_default_str();
+  return option;
 }
 
 CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, bool& value) {
@@ -34,9 +36,10 @@ CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, bool& value)
 }
 
 CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, std::uint32_t& value) {
-  return app.add_option(key.option, value, std::string(key.says))
-      ->check(CLI::Range(key.least, key.most))
-      ->capture_default_str();
+  const std::string limits =
+      " (" + std::to_string(key.least) + " to " + std::to_string(key.most) + ")";
+  return app.add_option(key.option, value, std::string(key.says) + limits)
+      ->check(CLI::Range(key.least, key.most));
 }
 
 CLI::Option* add(CLI::App& app, const ConfigKey<ServerConfig>& key, LogLevel& value) {
@@ -58,6 +61,13 @@ CLI::Option* add(CLI::App&, const ConfigKey<ServerConfig>&, std::vector<TextFilt
   return nullptr;
 }
 
+/// What stands behind the option's name in its help.
+std::string valueText(const ConfigKey<ServerConfig>& key) {
+  const std::string usual = defaultOf(key);
+  return *key.value == '\0' || usual.empty() ? key.value
+                                             : std::string(key.value) + " [" + usual + "]";
+}
+
 /// A value of the command line is refused for itself, one of the file at its place: a second word
 /// about the same place would only confuse.
 void addNew(std::vector<std::string>& faults, const std::vector<std::string>& more) {
@@ -75,7 +85,8 @@ void addNew(std::vector<std::string>& faults, const std::vector<std::string>& mo
 
 CommandLine::CommandLine(int argc, char** argv) {
   CLI::App app{"A full-text search server", "qorserver"};
-  app.add_option("--config", file_, "File with settings; those of the command line win over it");
+  app.add_option("--config", file_, "File with settings; those of the command line win over it")
+      ->option_text("FILE");
   bool checkOnly = false;
   app.add_flag("--check-config", checkOnly,
                "Read and check all settings, say \"ok\" or what is wrong, and end");
@@ -85,17 +96,23 @@ CommandLine::CommandLine(int argc, char** argv) {
     if (*key.option == '\0') continue;
     options.emplace_back(
         row, std::visit([&](auto slot) { return add(app, key, given_.*slot); }, key.slot));
+    options.back().second->option_text(valueText(key));
   }
   app.set_version_flag("--version", versionText());
-  CLI::App* token = app.add_subcommand("token", "Make a line for the token file and end");
+  CLI::App* const manual = app.add_subcommand("man", "Write the manual page, in roff, and end");
+  CLI::App* const token = app.add_subcommand("token", "Make a line for the token file and end");
   token->add_option("--access", access_, "admin, update, select, monitor, with commas; or all")
-      ->capture_default_str();
+      ->option_text("CLASSES [" + access_ + "]");
   token->add_flag("--stdin", tokenFromInput_,
                   "Take the token from the first line of standard input instead of a fresh one");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     std::exit(app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_USAGE);
+  }
+  if (app.got_subcommand(manual)) {
+    writeManualPage(std::cout, app);
+    std::exit(std::cout.flush() ? EXIT_SUCCESS : EXIT_FAILURE);
   }
   for (const auto& [row, option] : options) {
     if (option->count() != 0) rows_.push_back(row);

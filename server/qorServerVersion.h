@@ -6,6 +6,9 @@
 
 namespace orvix::server {
 
+/// "qorserver" and the project's version.
+[[nodiscard]] std::string nameAndVersion();
+
 /// Server, protocol and engine versions in one line, for people.
 [[nodiscard]] std::string versionText();
 
