@@ -29,6 +29,26 @@ foreach(package IN LISTS packages)
   install(FILES ${changes} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${package})
 endforeach()
 
+# The pages for whoever uses the package, laid so that their links to each other hold. Those of a program
+# lie side by side; those of the library as in this tree, with the programs that they quote.
+set(pages_of_qorctl qorctl protocol server)
+set(pages_of_qorserver server protocol)
+foreach(program IN ITEMS qorctl qorserver)
+  if(program IN_LIST packages)
+    list(TRANSFORM pages_of_${program} PREPEND ${PROJECT_SOURCE_DIR}/docs/)
+    list(TRANSFORM pages_of_${program} APPEND .md)
+    install(FILES ${pages_of_${program}}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${program} COMPONENT ${program})
+  endif()
+endforeach()
+set(library_pages ${CMAKE_INSTALL_DATADIR}/doc/libqorcomm-dev)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md
+  DESTINATION ${library_pages} COMPONENT libqorcomm-dev)
+install(DIRECTORY docs DESTINATION ${library_pages} COMPONENT libqorcomm-dev
+  FILES_MATCHING PATTERN *.md PATTERN *.svg)
+install(DIRECTORY examples DESTINATION ${library_pages} COMPONENT libqorcomm-dev
+  FILES_MATCHING PATTERN *.cc)
+
 # From this, dpkg-shlibdeps makes the dependencies of programs that link the libraries.
 set(shlibs ${PROJECT_BINARY_DIR}/debian/shlibs)
 file(CONFIGURE OUTPUT ${shlibs} @ONLY CONTENT

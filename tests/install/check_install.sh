@@ -41,6 +41,8 @@ use_tree() {
 }
 
 use_tree "$work/installed" first
+[[ ! -x $work/installed/bin/qorserver || -s $work/installed/share/man/man8/qorserver.8 ]] ||
+  fail "share/man/man8/qorserver.8 is not installed"
 if [[ -x $work/installed/bin/qorctl ]]; then
   for file in man/man1/qorctl.1 bash-completion/completions/qorctl zsh/site-functions/_qorctl \
     fish/vendor_completions.d/qorctl.fish; do

@@ -39,6 +39,17 @@ for name in "${names[@]}"; do
 done
 lib=$(find "$root/usr/lib" -name libqorcomm.so -printf '%h')
 
+# The pages are there, and their links lead to what the package holds.
+for page in libqorcomm-dev/README qorctl/qorctl qorserver/server; do
+  [[ -s $root/usr/share/doc/$page.md ]] || fail "the page $page.md is not in its package"
+done
+while IFS=: read -r page link; do
+  [[ $link == *://* || -e ${page%/*}/${link%%#*} ]] || fail "$page links to $link, which is in no package"
+done < <(find "$root/usr/share/doc" -name '*.md' -exec grep -oHE '\]\([^)#][^)]*' {} + | sed 's/](//')
+for page in man1/qorctl.1 man8/qorserver.8; do
+  [[ -s $root/usr/share/man/$page ]] || fail "the manual page $page is not in its package"
+done
+
 # field PACKAGE NAME
 field() { sed -n "s/^$2: //p" "$work/control/$1/control"; }
 
