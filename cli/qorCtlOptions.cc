@@ -48,7 +48,7 @@ void addChecks(CLI::Option& option, const OptionRow& row) {
 /// `required`: whether the parser is to insist on it.
 void addOption(CLI::App& app, const OptionRow& row, Settings& settings, bool required) {
   CLI::Option* const option = bindOption(app, row, settings);
-  if (!isFlag(row)) option->option_text(valueText(row));
+  if (!isFlag(row)) option->type_name(row.value)->option_text(valueText(row));
   if (isRepeatable(row) && !isPositional(row)) {
     option->allow_extra_args(false);  // one value each time, or it would swallow the arguments
   }
@@ -56,18 +56,48 @@ void addOption(CLI::App& app, const OptionRow& row, Settings& settings, bool req
   addChecks(*option, row);
 }
 
+/// The program and as much of a command as was understood: "qorctl collection".
+std::string spelledCommand(const CLI::App& app) {
+  const auto given = app.get_subcommands();
+  return app.get_name() + (given.empty() ? "" : ' ' + spelledCommand(*given.front()));
+}
+
+/// An option that was given twice; empty if there is none.
+std::string repeatedOption(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    const auto most = static_cast<std::size_t>(option->get_items_expected_max());
+    if (most == 1 && option->count() > most) return option->get_name();
+  }
+  for (const CLI::App* command : app.get_subcommands()) {
+    if (std::string name = repeatedOption(*command); !name.empty()) return name;
+  }
+  return "";
+}
+
 /// A mistyped command or option is what stays unread, and says more than that something is missing.
 std::string usageText(const CLI::App& app, const CLI::ParseError& failure) {
   const bool unread = dynamic_cast<const CLI::ExtrasError*>(&failure) != nullptr ||
                       dynamic_cast<const CLI::RequiredError*>(&failure) != nullptr;
   const std::vector<std::string> rest = app.remaining(true);
-  if (!unread || rest.empty()) return failure.what();
+  if (!unread || rest.empty()) {
+    const bool mismatch = dynamic_cast<const CLI::ArgumentMismatch*>(&failure) != nullptr;
+    const std::string twice = mismatch ? repeatedOption(app) : "";
+    return twice.empty() ? failure.what() : twice + " is given more than once";
+  }
   return "'" + printable(rest.front()) + "' is not understood here";
 }
 
-[[noreturn]] void refuse(const std::string& wrong) {
-  const ExitRow& row = exitRow(ExitCode::USAGE);
-  throw CtlFailure(row.code, wrong + "; " + std::string(row.remedy));
+[[noreturn]] void refuse(const CLI::App& app, const std::string& wrong) {
+  throw CtlFailure(ExitCode::USAGE, wrong + "; see " + spelledCommand(app) + " --help");
+}
+
+/// What the help of a command says of the options that every command has.
+std::string globalText() {
+  std::string text = "As every command, with what qorctl --help says of them:\n ";
+  for (const OptionRow& row : optionTable()) {
+    if (row.commands == ALL_COMMANDS) text += std::string(" ") + row.name;
+  }
+  return text;
 }
 
 /// The parser over the tables. Borrows the settings that it fills.
@@ -79,6 +109,7 @@ class Parser {
     app_.fallthrough();  // global options may stand behind the command; subcommands inherit it
     for (const GroupRow& row : groupTable()) {
       groups_[row.name] = app_.add_subcommand(row.name, row.help)->require_subcommand(1);
+      groups_[row.name]->footer(globalText());
     }
     for (const OptionRow& row : optionTable()) {
       if (row.commands == ALL_COMMANDS) addOption(app_, row, settings, row.required);
@@ -93,6 +124,7 @@ class Parser {
     const bool groupItself = row.name[0] == '\0';
     CLI::App& parent = row.group == nullptr ? app_ : *groups_.at(row.group);
     CLI::App* const command = groupItself ? &parent : parent.add_subcommand(row.name, row.help);
+    command->footer(globalText());
     if (groupItself) command->require_subcommand(0, 1);
     // A group's own callback runs behind that of its command.
     command->callback([&settings, &row, command] {
@@ -120,11 +152,12 @@ ParsedArguments parseArguments(int count, const char* const* arguments) {
   } catch (const CLI::ParseError& failure) {
     std::ostringstream out;
     std::ostringstream errors;
-    if (parser.app().exit(failure, out, errors) != 0) refuse(usageText(parser.app(), failure));
+    if (parser.app().exit(failure, out, errors) != 0)
+      refuse(parser.app(), usageText(parser.app(), failure));
     return {std::nullopt, out.str()};
   }
   const std::string wrong = checkTogether(settings);
-  if (!wrong.empty()) refuse(wrong);
+  if (!wrong.empty()) refuse(parser.app(), wrong);
   return {settings, ""};
 }
 

@@ -88,7 +88,12 @@ TEST(Options, BadValuesAreRefusedWithTheirName) {
     const char* says;
   };
   const Case cases[] = {
-      {{}, "A subcommand is required"},
+      {{}, "A subcommand is required; see qorctl --help"},
+      {{"collection"}, "A subcommand is required; see qorctl collection --help"},
+      {{"collection", "create"}, "; see qorctl collection create --help"},
+      {{"search", "c", "q", "--limit", "1", "--limit", "2"},
+       "--limit is given more than once; see"},
+      {{"--port", "1", "status", "--port", "2"}, "--port is given more than once; see"},
       {{"find"}, "'find' is not understood here"},
       {{"collection", "make", "c"}, "'make' is not understood here"},
       {{"status", "x"}, "'x' is not understood here"},
@@ -115,7 +120,7 @@ TEST(Options, BadValuesAreRefusedWithTheirName) {
       {{"status", "--retries", "101"}, "--retries:"},
       {{"status", "--output", "xml"}, "--output: 'xml' is not known here; give one of table, json"},
       {{"status", "--host", ""}, "--host: the value is empty"},
-      {{"backup", "c", "a\nb"}, "name: a line feed"},
+      {{"backup", "c", "a\nb"}, "copy: a line feed"},
       {{"doc", "add", "c", "k", "--field", "x"}, "--field: 'x' is no field; give NAME=VALUE"},
       {{"doc", "add", "c", "k", "--field", "=x"}, "--field:"},
       {{"doc", "add", "c", "k", "--field", "a=1", "--index", "b"}, "there is none called 'b'"},
