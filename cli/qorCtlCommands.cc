@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "cli/qorCtlContext.h"
 #include "cli/qorCtlDocument.h"
@@ -221,6 +222,31 @@ util::ExtendedProperties documentProperties(Context& context) {
   return properties;
 }
 
+namespace {
+
+/// What the server says in words of the protocol, in those of the command line.
+struct Hint {
+  Command command;
+  std::string_view id;
+  const char* text;
+};
+constexpr Hint HINTS[] = {
+    {Command::RESTORE, "SRV_COLLECTION_EXISTS", "; here: give --replace"},
+    {Command::SEARCH, "SRV_SORT_FIELD_UNKNOWN", "; here: load it with --sortable"},
+};
+
+std::string hintFor(Command command, const Failure& failure) {
+  for (const Hint& hint : HINTS) {
+    if (hint.command == command && failure.code == ExitCode::REFUSED &&
+        failure.text.find(hint.id) != std::string::npos) {
+      return hint.text;
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
 ExitCode runCommand(const Settings& settings, const Terminal& terminal) {
   Context context(settings, terminal);
   try {
@@ -229,7 +255,7 @@ ExitCode runCommand(const Settings& settings, const Terminal& terminal) {
     return code;
   } catch (const std::exception&) {
     const Failure failure = currentFailure(context.where());
-    throw CtlFailure(failure.code, failure.text);
+    throw CtlFailure(failure.code, failure.text + hintFor(settings.command, failure));
   }
 }
 

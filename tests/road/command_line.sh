@@ -87,7 +87,7 @@ expect 0 - backup animals before
 expect 0 - doc delete animals extra
 expect 0 - collection update animals
 expect 0 '"matches":3' estimate animals fox
-expect_error 6 'SRV_COLLECTION_EXISTS' restore animals before
+expect_error 6 'SRV_COLLECTION_EXISTS.*; here: give --replace' restore animals before
 expect 0 - restore animals before --replace
 expect 0 '"matches":4' estimate animals fox
 expect 0 '"key":"one.txt"' --output ndjson search animals fox
