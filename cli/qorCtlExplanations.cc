@@ -40,8 +40,8 @@ constexpr Explanation TABLE[] = {
     {"ERR_SERVER_INVALID_AUTH", "The server does not accept the token, or misses one.",
      "No --token-file was given.\nThe file's first line is not one of the server's tokens.\n"
      "The server read its tokens at start and knows nothing of a newer one.",
-     "That the token stands in the server's token file, in a line of its own.\n"
-     "That the server was started after it was written there.",
+     "That the server's token file has the line that qorserver token made for it.\n"
+     "That the server has read the file since: SIGHUP makes it do so.",
      "Safe but useless until the token is right."},
     {"ERR_SERVER_APP", "The server refused the request without an identifier of its own.",
      "The server's message says why.", "The server's log.",
