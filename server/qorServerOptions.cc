@@ -86,6 +86,7 @@ void addNew(std::vector<std::string>& faults, const std::vector<std::string>& mo
 CommandLine::CommandLine(int argc, char** argv) {
   CLI::App app{"A full-text search server", "qorserver"};
   app.add_option("--config", file_, "File with settings; those of the command line win over it")
+      ->type_name("FILE")
       ->option_text("FILE");
   bool checkOnly = false;
   app.add_flag("--check-config", checkOnly,
@@ -96,12 +97,15 @@ CommandLine::CommandLine(int argc, char** argv) {
     if (*key.option == '\0') continue;
     options.emplace_back(
         row, std::visit([&](auto slot) { return add(app, key, given_.*slot); }, key.slot));
+    if (*key.value != '\0') options.back().second->type_name(key.value);
     options.back().second->option_text(valueText(key));
   }
   app.set_version_flag("--version", versionText());
   CLI::App* const manual = app.add_subcommand("man", "Write the manual page, in roff, and end");
   CLI::App* const token = app.add_subcommand("token", "Make a line for the token file and end");
   token->add_option("--access", access_, "admin, update, select, monitor, with commas; or all")
+      ->check([](const std::string& given) { return given.empty() ? "names no class" : ""; })
+      ->type_name("CLASSES")
       ->option_text("CLASSES [" + access_ + "]");
   token->add_flag("--stdin", tokenFromInput_,
                   "Take the token from the first line of standard input instead of a fresh one");
@@ -128,6 +132,11 @@ Settings CommandLine::settings() const {
     const ConfigKey<ServerConfig>& key = SERVER_KEYS.at(row);
     std::visit([&](auto slot) { reading.config.*slot = given_.*slot; }, key.slot);
     reading.places.insert_or_assign(std::string(key.name), key.option);
+    const auto* list = std::get_if<std::vector<std::string> ServerConfig::*>(&key.slot);
+    for (std::size_t i = 0; list != nullptr && i < (given_.**list).size(); ++i) {
+      reading.places.insert_or_assign(std::string(key.name) + "[" + std::to_string(i) + "]",
+                                      key.option);
+    }
   }
   if (!reading.understood) return {std::move(reading.config), std::move(reading.faults)};
   addNew(reading.faults, faultsOf(reading.config, reading.places));
