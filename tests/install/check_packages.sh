@@ -46,6 +46,8 @@ done
 while IFS=: read -r page link; do
   [[ $link == *://* || -e ${page%/*}/${link%%#*} ]] || fail "$page links to $link, which is in no package"
 done < <(find "$root/usr/share/doc" -name '*.md' -exec grep -oHE '\]\([^)#][^)]*' {} + | sed 's/](//')
+cmp -s "$root/usr/share/doc/qorserver/examples/qorserver.toml" "$root/etc/qorserver/qorserver.toml" ||
+  fail "the example of the settings is not the one that is installed"
 for page in man1/qorctl.1 man8/qorserver.8; do
   [[ -s $root/usr/share/man/$page ]] || fail "the manual page $page is not in its package"
 done
