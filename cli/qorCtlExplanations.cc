@@ -116,7 +116,8 @@ constexpr Explanation TABLE[] = {
      "More than 198 bytes, bytes outside of a-z, 0-9, _ and - counting three.", "The name",
      NEVER_HELPS},
     {"SRV_COLLECTION_EXISTS", "There is a collection of that name already.",
-     "It was created before, perhaps by a request that was repeated.",
+     "It was created before, perhaps by a request that was repeated.\n"
+     "restore: it is still there, and --replace was not given.",
      "qorctl collection list-status NAME", NEVER_HELPS},
     {"SRV_COLLECTION_UNKNOWN", "There is no collection of that name.",
      "A typing error.\nIt was dropped, or was never created.\nThe server runs on another --data.",

@@ -3,6 +3,7 @@
 // without being held.
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 
 #include "cli/qorCtlBytesText.h"
@@ -114,7 +115,11 @@ class NdjsonSource : public DocumentSource {
     } catch (const BadLine& bad) {
       return badLine(bad.why);
     } catch (const Json::exception& failure) {
-      return badLine(std::string("it is not valid JSON: ") + printable(failure.what()));
+      // Before the column stand words of the parser, among them a line that is always the first.
+      const std::string_view text = failure.what();
+      const std::size_t column = text.find("column ");
+      return badLine("it is not valid JSON: " +
+                     printable(text.substr(column == std::string_view::npos ? 0 : column)));
     }
   }
 

@@ -137,7 +137,7 @@ TEST_F(NdjsonFiles, BadLinesAreNamedByNumberAndPassedOver) {
     const char* says;
   };
   const Case cases[] = {
-      {"no JSON", "hello", "it is not valid JSON"},
+      {"no JSON", "hello", "it is not valid JSON: column 1: "},
       {"cut", R"({"key":"a","content":)", "it is not valid JSON"},
       {"trailing text", R"({"key":"a","content":""} x)", "it is not valid JSON"},
       {"no UTF-8", "{\"key\":\"\xff\",\"content\":\"\"}", "it is not valid JSON"},
