@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # Reads from built files whether the protections of a release took effect, and whether the libraries
 # export what the reviewed list says. Builds and installs what the packages hold, as they are built, with
-# bench/qor-budget, which is not installed, and a small program.
+# bench/qor-budget and the programs of bench/server, which are not installed, and a small program.
 # usage: check_hardening.sh CMAKE SOURCE_TREE WORK_FOLDER
 set -euo pipefail
 
