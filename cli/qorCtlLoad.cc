@@ -144,7 +144,8 @@ void Loader::checkOutcomes() const {
                    connection_.where() + ": " + std::to_string(batchDocuments_) +
                        " documents were sent in the last batch but the server has " +
                        std::to_string(batchOutcomes_) +
-                       " outcomes; load them again, that does no harm");
+                       " outcomes; its log says why if it refused them, as a server does that "
+                       "only reads its data; loading them again does no harm");
 }
 
 void Loader::countOutcome(const comm::ParseResult& outcome) {
