@@ -63,7 +63,7 @@ void writeEntries(std::ostream& out, const char* title, std::span<const Entry> e
 /// The default stands behind the value's name, in brackets, and is no part of it.
 std::string termOf(const CLI::Option& option) {
   std::string term = bold(option.get_name(false, true));
-  const std::string text = option.get_option_text();
+  const std::string& text = option.get_option_text();
   const std::size_t end = text.find(" [");
   if (!text.empty()) term += ' ' + italic(text.substr(0, end));
   if (end != std::string::npos) term += roff::safe(text.substr(end));
