@@ -2,11 +2,9 @@
 // A small server on loopback that answers with prepared bytes, and the bytes to prepare.
 #pragma once
 
-#include <arpa/inet.h>
 #include <cstdint>
 #include <cstdlib>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <string>
 #include <sys/socket.h>
 #include <thread>
@@ -15,6 +13,7 @@
 #include <vector>
 
 #include "cli/qorCtlSettings.h"
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::ctl::testing {
 
@@ -45,16 +44,9 @@ inline std::string rejected(const std::string& key) {
 class Peer {
  public:
   explicit Peer(std::vector<std::string> replies) : replies_(std::move(replies)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(bind(listener_, generic, size), 0);
-    EXPECT_EQ(listen(listener_, 1), 0);
-    EXPECT_EQ(getsockname(listener_, generic, &size), 0);
-    port_ = ntohs(address.sin_port);
+    unsigned int port = 0;
+    listener_ = test::listenOnLoopback(1, port);
+    port_ = static_cast<std::uint16_t>(port);
     thread_ = std::thread([this] { serve(); });
   }
   ~Peer() {

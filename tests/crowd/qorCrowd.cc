@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // What many idle and slow connections cost everybody else.
-//   crowd guests SERVER IDLE SLOW REQUESTS   latencies of one client, alone and among the others;
-//   memory crowd descriptors SERVER                 the server runs out of descriptors and gets
-//   some back
+//   crowd guests SERVER IDLE SLOW REQUESTS   latencies of one client, alone and among the others,
+//                                            and memory
+//   crowd descriptors SERVER                 the server runs out of descriptors and gets some back
 // Prints what it measured; exit code 0 when within the bounds.
 #include <algorithm>
-#include <arpa/inet.h>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <netinet/in.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -23,6 +21,7 @@
 #include "tests/durability/qorPeer.h"
 #include "tests/durability/qorWatchedServer.h"
 #include "tests/server/qorServerBytes.h"
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::durability {
 namespace {
@@ -37,16 +36,10 @@ constexpr double MEMORY_LIMIT_MIB = 128;
 constexpr double BUSY_LIMIT = 0.2;  // processor seconds a second, without descriptors
 
 int connectTo(unsigned port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    ::close(socket);
-    return -1;
-  }
-  return socket;
+  if (test::connectToLoopback(socket, port)) return socket;
+  ::close(socket);
+  return -1;
 }
 
 /// Connections that send nothing, and connections that send a byte of a header now and then and

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/durability/qorPeer.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include "tests/server/qorServerBytes.h"
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::durability {
 
@@ -23,15 +22,11 @@ std::size_t u16Of(const std::string& field) { return oss::ByteReader(field).u16(
 }  // namespace
 
 Peer::Peer(unsigned port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int yes = 1;
   ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
   ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &REPLY_LIMIT, sizeof REPLY_LIMIT);
-  static_cast<void>(::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
+  static_cast<void>(test::connectToLoopback(socket_, port));
 }
 
 Peer::~Peer() { ::close(socket_); }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The server as a service: what it tells the manager that started it, and the metrics it shows
 // meanwhile. The test plays the manager, with a datagram socket.
-#include <arpa/inet.h>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +16,7 @@
 
 #include "qorcomm.h"
 #include "tests/road/qorServerProcess.h"
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::road {
 namespace {
@@ -82,11 +82,7 @@ class Manager {
 
 int connectTo(unsigned int port) {
   const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in name{};
-  name.sin_family = AF_INET;
-  name.sin_port = htons(static_cast<std::uint16_t>(port));
-  name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(::connect(descriptor, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+  EXPECT_TRUE(test::connectToLoopback(descriptor, port));
   return descriptor;
 }
 

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "tests/server/qorServerBytes.h"
 #include "tests/soak/qorLoad.h"
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::soak {
 
@@ -20,10 +19,6 @@ constexpr std::size_t GARBAGE = 4000;
 
 /// With a small window, so that a reply which nobody reads fills it.
 int connectTo(unsigned port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int window = 4096;
   ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &window, sizeof window);
@@ -31,7 +26,7 @@ int connectTo(unsigned port) {
   ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
   const timeval patience{10, 0};
   ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-  if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return socket;
+  if (test::connectToLoopback(socket, port)) return socket;
   ::close(socket);
   return -1;
 }

@@ -13,8 +13,9 @@
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <system_error>
 #include <unistd.h>
+
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::test {
 
@@ -60,16 +61,8 @@ std::size_t frameLength(std::string_view bytes) {
 }  // namespace
 
 ScriptedPeer::ScriptedPeer()
-    : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)),
+    : listener_(listenOnLoopback(64, port_, SOCK_NONBLOCK)),
       wake_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(listener_, 64) != 0) {
-    throw std::system_error(errno, std::generic_category(), "listening on loopback");
-  }
-  port_ = static_cast<unsigned int>(localPort(listener_));
   thread_ = std::thread([this] { run(); });
 }
 

@@ -96,9 +96,9 @@ class ScriptedPeer {
   bool awaitDrained(const Connection& connection);
   bool send(const Connection& connection, const std::string& bytes);
 
+  unsigned int port_ = 0;
   int listener_ = -1;
   int wake_ = -1;
-  unsigned int port_ = 0;
   std::atomic<bool> stopping_{false};
   mutable std::mutex mutex_;
   std::condition_variable changed_;

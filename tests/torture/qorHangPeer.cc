@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <string_view>
@@ -14,6 +13,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "tests/support/qorLoopback.h"
 #include "tests/torture/qorResponder.h"
 
 namespace orvix::torture {
@@ -29,7 +29,7 @@ constexpr int AT_STOP_ONLY = -1;
 }  // namespace
 
 HangPeer::HangPeer(HangPlan plan)
-    : plan_(std::move(plan)), listener_(listenOnLoopback(plan_.connects ? 4 : 0, port_)) {
+    : plan_(std::move(plan)), listener_(test::listenOnLoopback(plan_.connects ? 4 : 0, port_)) {
   if (!plan_.connects) fillQueue();
   if (plan_.reading != HangPlan::Reading::ALL) {
     const int size = plan_.reading == HangPlan::Reading::SLOWLY ? MEDIUM : SMALL;
@@ -91,15 +91,10 @@ void HangPeer::play() {
 }
 
 void HangPeer::fillQueue() {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  address.sin_port = htons(static_cast<std::uint16_t>(port_));
   for (int& descriptor : queued_) {
     descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     // In progress, or in the queue, or refused for lack of room in it: poll() gives it time.
-    static_cast<void>(
-        ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    static_cast<void>(test::connectToLoopback(descriptor, port_));
     pollfd polled{descriptor, POLLOUT, 0};
     ::poll(&polled, 1, 5);
   }

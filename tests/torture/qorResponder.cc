@@ -3,12 +3,12 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
-#include <system_error>
 #include <thread>
 #include <unistd.h>
+
+#include "tests/support/qorLoopback.h"
 
 namespace orvix::torture {
 
@@ -23,21 +23,6 @@ std::string fromHex(std::string_view digits) {
     pair.clear();
   }
   return bytes;
-}
-
-int listenOnLoopback(int backlog, unsigned int& port) {
-  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  if (listener < 0 || ::bind(listener, generic, size) != 0 || ::listen(listener, backlog) != 0 ||
-      ::getsockname(listener, generic, &size) != 0) {
-    throw std::system_error(errno, std::generic_category(), "listening on loopback");
-  }
-  port = ntohs(address.sin_port);
-  return listener;
 }
 
 bool sendAll(int descriptor, std::string_view bytes) {
@@ -138,7 +123,7 @@ void serve(int descriptor) {
 
 unsigned int startResponder() {
   unsigned int port = 0;
-  const int listener = listenOnLoopback(SOMAXCONN, port);
+  const int listener = test::listenOnLoopback(SOMAXCONN, port);
   std::thread([listener] {
     for (;;) {
       const int descriptor = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);

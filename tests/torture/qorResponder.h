@@ -10,8 +10,6 @@ namespace orvix::torture {
 
 /// Bytes from hexadecimal digits; blanks are skipped.
 std::string fromHex(std::string_view digits);
-/// A listening socket on a free loopback port. Throws std::system_error.
-int listenOnLoopback(int backlog, unsigned int& port);
 /// Sends all of `bytes`; false when the client is gone.
 bool sendAll(int descriptor, std::string_view bytes);
 

@@ -23,6 +23,7 @@
 
 #include "infra/oss/qorSocketException.h"
 #include "tests/support/qorBytes.h"
+#include "tests/support/qorLoopback.h"
 
 namespace {
 bool ownEndIsPeer = false;  // as when the kernel gives a connection the port that it goes to
@@ -64,17 +65,7 @@ class Descriptor {
 
 class SocketTest : public testing::Test {
  protected:
-  SocketTest() : listener(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(listener.get(), generic, size), 0);
-    EXPECT_EQ(::listen(listener.get(), 0), 0);
-    EXPECT_EQ(::getsockname(listener.get(), generic, &size), 0);
-    port = ntohs(address.sin_port);
-  }
+  SocketTest() : listener(listenOnLoopback(0, port)) {}
 
   Descriptor accept() const {
     pollfd polled{listener.get(), POLLIN, 0};
@@ -111,9 +102,9 @@ class SocketTest : public testing::Test {
     return ::poll(&polled, 1, wait) == 1 && ::recv(peer.get(), &byte, 1, 0) == 0;
   }
 
+  unsigned int port = 0;
   Descriptor listener;
   Descriptor peer;
-  unsigned int port = 0;
 };
 
 TEST_F(SocketTest, ConnectionToItselfIsRefused) {
