@@ -5,29 +5,19 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
-#include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "tests/support/qorFirstLine.h"
+
 namespace orvix::durability {
 
 namespace {
 
-constexpr int START_LIMIT_MS = 30000;
 constexpr auto EXIT_LIMIT = std::chrono::seconds(30);
-
-std::string firstLine(int descriptor) {
-  std::string line;
-  pollfd polled{descriptor, POLLIN, 0};
-  char c = 0;
-  while (::poll(&polled, 1, START_LIMIT_MS) > 0 && ::read(descriptor, &c, 1) == 1 && c != '\n') {
-    line += c;
-  }
-  return line;
-}
 
 /// The tracer's child. A tracer that dies lets it run on, so it is ended by its own number.
 pid_t childOf(pid_t process) {
@@ -72,10 +62,8 @@ WatchedServer::WatchedServer(const std::string& program, const std::string& data
     ::_exit(127);
   }
   ::close(ends[1]);
-  const std::string line = firstLine(ends[0]);
+  port_ = test::portOfFirstLine(ends[0]);
   ::close(ends[0]);
-  const std::size_t colon = line.rfind(':');
-  if (colon != std::string::npos) port_ = static_cast<unsigned>(std::stoul(line.substr(colon + 1)));
 }
 
 WatchedServer::~WatchedServer() {

@@ -4,31 +4,19 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <poll.h>
 #include <signal.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "tests/support/qorFirstLine.h"
+
 namespace orvix::road {
 
 namespace {
 
-constexpr int START_LIMIT_MS = 30000;
 constexpr auto EXIT_LIMIT = std::chrono::seconds(30);
-
-/// The first line that the server prints, without its line feed.
-std::string firstLine(int descriptor) {
-  std::string line;
-  pollfd polled{descriptor, POLLIN, 0};
-  char c = 0;
-  while (::poll(&polled, 1, START_LIMIT_MS) > 0 && ::read(descriptor, &c, 1) == 1) {
-    if (c == '\n') return line;
-    line += c;
-  }
-  throw std::runtime_error("the server did not say where it listens");
-}
 
 }  // namespace
 
@@ -65,9 +53,9 @@ void ServerProcess::start() {
     ::_exit(127);
   }
   ::close(ends[1]);
-  const std::string line = firstLine(ends[0]);
+  port_ = test::portOfFirstLine(ends[0]);
   ::close(ends[0]);
-  port_ = static_cast<unsigned int>(std::stoul(line.substr(line.rfind(':') + 1)));
+  if (port_ == 0) throw std::runtime_error("the server did not say where it listens");
 }
 
 int ServerProcess::awaitExit() {
