@@ -113,10 +113,8 @@ Answer Caller::ask(Request::REQUEST kind, const std::string& collection, const P
   return send(request);
 }
 
-Answer Caller::add(const std::string& collection, const std::string& key, int version,
-                   std::uint32_t fillers) {
-  Request request;
-  request.buildRequest(text(collection), Request::ADD_DOCUMENT, propertiesOf({}));
+Answer Caller::sendDocument(Request& request, const std::string& key, int version,
+                            std::uint32_t fillers) {
   const std::string content = textOf(key, version, fillers);
   const std::list<comm::KVPair> fields{
       comm::KVPair(u"Indexable:title", text(titleOf(version))),
@@ -126,19 +124,20 @@ Answer Caller::add(const std::string& collection, const std::string& key, int ve
   return send(request);
 }
 
+Answer Caller::add(const std::string& collection, const std::string& key, int version,
+                   std::uint32_t fillers) {
+  Request request;
+  request.buildRequest(text(collection), Request::ADD_DOCUMENT, propertiesOf({}));
+  return sendDocument(request, key, version, fillers);
+}
+
 Answer Caller::tell(const std::string& collection, const std::string& key, int version,
                     const char16_t* charset) {
   Request request;
   Pairs pairs{{StaticDefs::PARAM_KNOWN_CHARSET, charset}};
   if (isFiltered(version)) pairs.emplace_back(StaticDefs::PARAM_MIME_TYPE, text(FILTERED_TYPE));
   request.buildRequest(text(collection), Request::ASYNC_ADD_DOCUMENT, propertiesOf(pairs));
-  const std::string content = textOf(key, version, 40);
-  const std::list<comm::KVPair> fields{
-      comm::KVPair(u"Indexable:title", text(titleOf(version))),
-      comm::KVPair(u"[sortable]number", text(std::to_string(version)))};
-  request.setDocKey(key.data(), sizeOf(key));
-  request.setContent(fields, content.data(), sizeOf(content));
-  return send(request);
+  return sendDocument(request, key, version, 40);
 }
 
 Answer Caller::endBatch(const std::string& collection) {

@@ -69,6 +69,7 @@ class Caller {
   template <typename Work>
   Answer timed(const Work& work);
   Answer send(Request& request, bool read = true);
+  Answer sendDocument(Request& request, const std::string& key, int version, std::uint32_t fillers);
   [[nodiscard]] util::ExtendedProperties propertiesOf(const Pairs& pairs) const;
   comm::TamberPerfClient& client();
 
