@@ -6,14 +6,7 @@
 # Usage: run.sh QORSERVER EXAMPLE SOURCE
 set -euo pipefail
 qorserver=$1 example=$2 source=$3
-work=$(mktemp -d)
-server=
-finish() {
-  [ -z "$server" ] || kill "$server" 2>/dev/null || true
-  [ -z "$server" ] || wait "$server" 2>/dev/null || true
-  rm -rf "$work"
-}
-trap finish EXIT
+. "${0%/*}/../tests/support/own_server.sh"
 
 options=()
 token=$(sed -n 's/.*u"\(example-token\)".*/\1/p' "$source")
@@ -21,14 +14,10 @@ if [ -n "$token" ]; then
   (umask 077 && "$qorserver" token --stdin <<<"$token" >"$work/tokens")
   options=(--token-file "$work/tokens")
 fi
-mkfifo "$work/said"
-"$qorserver" --data "$work/data" --listen 127.0.0.1:0 "${options[@]}" >"$work/said" &
-server=$!
-read -r -t 60 listening <"$work/said" || { echo "the server did not start" >&2; exit 1; }
-
+serve "$work/log" "$qorserver" --data "$work/data" --listen 127.0.0.1:0 "${options[@]}"
 sed -n '\,^// Prints:$,,$ { \,^// Prints:$,d; s,^// ,,p }' "$source" >"$work/expected"
 [ -s "$work/expected" ] || { echo "$source does not say what it prints" >&2; exit 1; }
-timeout 60 "$example" "${listening##*:}" >"$work/printed"
+timeout 60 "$example" "$port" >"$work/printed" || { cat "$work/log" >&2; exit 1; }
 diff "$work/expected" "$work/printed"
 
 # An example that needs no server takes whatever stands there.

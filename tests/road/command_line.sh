@@ -3,29 +3,11 @@
 # Usage: command_line.sh QORSERVER QORCTL QUICKSTART
 set -euo pipefail
 qorserver=$1 qorctl=$2 quickstart=$3
-work=$(mktemp -d)
-server=
-finish() {
-  [ -z "$server" ] || kill "$server" 2>/dev/null || true
-  [ -z "$server" ] || wait "$server" 2>/dev/null || true
-  rm -rf "$work"
-}
-trap finish EXIT
-failures=0
+. "${0%/*}/../support/own_server.sh"
 standard_input=/dev/null  # of the next call
 
-fail() {
-  echo "FAILED: $*"
-  failures=$((failures + 1))
-}
-
 start() {
-  rm -f "$work/said"
-  mkfifo "$work/said"
-  "$qorserver" --data "$work/data" --listen 127.0.0.1:0 "$@" >"$work/said" 2>"$work/log" &
-  server=$!
-  read -r -t 60 line <"$work/said"
-  port=${line##*:}
+  serve "$work/log" "$qorserver" --data "$work/data" --listen 127.0.0.1:0 "$@"
 }
 
 # expect EXIT STDOUT_PATTERN ARGUMENTS...: runs qorctl; the pattern is an extended regular expression
@@ -36,14 +18,11 @@ expect() {
   "$qorctl" --port "$port" "$@" >"$work/out" 2>"$work/err" <"$standard_input" || got=$?
   standard_input=/dev/null
   if [ "$got" -ne "$wanted" ]; then
-    echo "FAILED: qorctl $*: exit $got instead of $wanted"; cat "$work/out" "$work/err"
-    failures=$((failures + 1))
+    fail "qorctl $*: exit $got instead of $wanted: $(cat "$work/out" "$work/err")"
   elif [ "$pattern" = - ] && [ -s "$work/out" ]; then
-    echo "FAILED: qorctl $*: wrote data where none was due"; cat "$work/out"
-    failures=$((failures + 1))
+    fail "qorctl $*: wrote data where none was due: $(cat "$work/out")"
   elif [ "$pattern" != - ] && ! tr '\n' ' ' <"$work/out" | grep -Eq -e "$pattern"; then
-    echo "FAILED: qorctl $*: no match for $pattern in"; cat "$work/out" "$work/err"
-    failures=$((failures + 1))
+    fail "qorctl $*: no match for $pattern in $(cat "$work/out" "$work/err")"
   fi
 }
 
@@ -52,10 +31,8 @@ expect_error() {
   local wanted=$1 pattern=$2
   shift 2
   expect "$wanted" - "$@"
-  if ! tr '\n' ' ' <"$work/err" | grep -Eq -e "$pattern"; then
-    echo "FAILED: qorctl $*: no match for $pattern in"; cat "$work/err"
-    failures=$((failures + 1))
-  fi
+  tr '\n' ' ' <"$work/err" | grep -Eq -e "$pattern" ||
+    fail "qorctl $*: no match for $pattern in $(cat "$work/err")"
 }
 
 mkdir -p "$work/texts/sub"
@@ -176,9 +153,7 @@ expect_error 2 '' search animals
 expect_error 2 'line' search animals $'two\nlines'
 expect_error 9 'no-such-file' doc add animals key "$work/no-such-file"
 
-if ! "$quickstart" "$port" | grep -q '^first '; then
-  echo "FAILED: quickstart did not find its document"; failures=$((failures + 1))
-fi
+"$quickstart" "$port" | grep -q '^first ' || fail "quickstart did not find its document"
 expect 0 - shutdown
 wait "$server" && server=
 expect_error 3 "status at 127.0.0.1:$port: ERR_CONNECT_SERVER.*cause: SOCKET_CONNECT" --retries 0 status
@@ -199,7 +174,4 @@ expect 0 '"token","verdict":"ok","finding":"accepted"' --token-file - doctor
 expect_error 5 "127.0.0.1.*$port" status
 expect 1 '"token","verdict":"fail".*ERR_SERVER_INVALID_AUTH' doctor
 
-if [ "$failures" -ne 0 ]; then
-  echo "$failures failed"; exit 1
-fi
-echo "all commands did what they should"
+report "all commands did what they should"

@@ -3,21 +3,8 @@
 # Usage: operations.sh QORSERVER
 set -euo pipefail
 qorserver=$1
-work=$(mktemp -d)
-server=
+. "${0%/*}/../support/own_server.sh"
 log=$work/log
-finish() {
-  [ -z "$server" ] || kill "$server" 2>/dev/null || true
-  [ -z "$server" ] || wait "$server" 2>/dev/null || true
-  rm -rf "$work"
-}
-trap finish EXIT
-failures=0
-
-fail() {
-  echo "FAILED: $*"
-  failures=$((failures + 1))
-}
 
 # ends EXIT STDOUT STDERR_PATTERN ARGUMENTS...: runs the program to its end; the pattern "-" stands for
 # no output at all.
@@ -32,16 +19,6 @@ ends() {
     return
   fi
   tr '\n' ' ' <"$work/err" | grep -Eq -e "$pattern" || fail "no $pattern in $(cat "$work/err")"
-}
-
-# The server with its standard error in $log; the port from its first line.
-start() {
-  rm -f "$work/said"
-  mkfifo "$work/said"
-  "$qorserver" "$@" >"$work/said" 2>>"$log" &
-  server=$!
-  read -r -t 60 line <"$work/said" || fail "no address from qorserver $*: $(cat "$log")"
-  port=${line##*:}
 }
 
 stop() {
@@ -100,7 +77,7 @@ ends 0 ok - --data "$work/data" --check-config
 first=$(sed 's/token: //' "$work/token")
 printf 'data = "%s/data"\nlisten = "127.0.0.1:1"\ntoken_file = "%s/tokens"\n' "$work" "$work" \
   >"$work/server.toml"
-start --config "$work/server.toml" --listen 127.0.0.1:0
+serve "$log" "$qorserver" --config "$work/server.toml" --listen 127.0.0.1:0
 awaits '^time=[0-9]{4}-[0-9-]+T[0-9:.]+Z level=info event=starting version="qorserver '
 awaits "level=info event=listening address=127.0.0.1:$port( |$)"
 ends 1 '' "Listening on 127.0.0.1:$port failed: Address already in use; listen on another" \
@@ -163,13 +140,10 @@ grep -qe "$first" -e "$second" -e wr0ng "$log" && fail "the log tells a token"
 # To the journal: priorities, no time.
 log=$work/journal
 : >"$log"
-JOURNAL_STREAM=$(stat -c %d:%i "$log") start --data "$work/data" --listen 127.0.0.1:0
+JOURNAL_STREAM=$(stat -c %d:%i "$log") serve "$log" "$qorserver" --data "$work/data" --listen 127.0.0.1:0
 [ "$(ask 'action: nonsense')" = 6 ] || fail "an unknown action was not refused"
 stop
 awaits '^<6>level=info event=listening '
 awaits '^<6>level=info event=request_refused '
 
-if [ "$failures" -ne 0 ]; then
-  echo "$failures failed"; exit 1
-fi
-echo "settings, log and reloading are as they should be"
+report "settings, log and reloading are as they should be"
