@@ -6,6 +6,7 @@
 # Usage: run.sh QORSERVER EXAMPLE SOURCE
 set -euo pipefail
 qorserver=$1 example=$2 source=$3
+# shellcheck source=tests/support/own_server.sh
 . "${0%/*}/../tests/support/own_server.sh"
 
 options=()

@@ -55,7 +55,7 @@ tidy() {
   return "$status"
 }
 
-if [ ${#scripts[@]} -gt 0 ]; then shellcheck --severity=warning "${scripts[@]}" || failed=1; fi
+if [ ${#scripts[@]} -gt 0 ]; then shellcheck --external-sources --severity=warning "${scripts[@]}" || failed=1; fi
 if [ ${#sources[@]} -gt 0 ]; then
   clang-format-14 --dry-run --Werror "${sources[@]}" || failed=1
   if [ ${#sources[@]} -le "$most" ]; then

@@ -3,6 +3,7 @@
 # Usage: command_line.sh QORSERVER QORCTL QUICKSTART
 set -euo pipefail
 qorserver=$1 qorctl=$2 quickstart=$3
+# shellcheck source=tests/support/own_server.sh
 . "${0%/*}/../support/own_server.sh"
 standard_input=/dev/null  # of the next call
 

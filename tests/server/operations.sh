@@ -3,6 +3,7 @@
 # Usage: operations.sh QORSERVER
 set -euo pipefail
 qorserver=$1
+# shellcheck source=tests/support/own_server.sh
 . "${0%/*}/../support/own_server.sh"
 log=$work/log
 
@@ -77,12 +78,16 @@ ends 0 ok - --data "$work/data" --check-config
 first=$(sed 's/token: //' "$work/token")
 printf 'data = "%s/data"\nlisten = "127.0.0.1:1"\ntoken_file = "%s/tokens"\n' "$work" "$work" \
   >"$work/server.toml"
-serve "$log" "$qorserver" --config "$work/server.toml" --listen 127.0.0.1:0
+serve "$log" "$qorserver" --config "$work/server.toml" --listen 127.0.0.1:0 --metrics-listen 127.0.0.1:0
 awaits '^time=[0-9]{4}-[0-9-]+T[0-9:.]+Z level=info event=starting version="qorserver '
 awaits "level=info event=listening address=127.0.0.1:$port( |$)"
 ends 1 '' "Listening on 127.0.0.1:$port failed: Address already in use; listen on another" \
   --data "$work/other" --listen "127.0.0.1:$port"
 [ "$(ask 'action: getStatus' "Authorization: $first")" = 1 ] || fail "the token was not taken"
+exec 3<>"/dev/tcp/127.0.0.1/$(sed -n 's/.*event=listening .* metrics=127.0.0.1://p' "$log")"
+printf 'GET /metrics HTTP/1.1\r\n\r\n' >&3
+timeout 30 grep -q '^qorserver_requests_total{kind="getStatus",result="ok"} 1$' <&3 || fail "no metrics"
+exec 3>&-
 [ "$(ask 'action: getStatus' 'Authorization: wr0ng')" = 401 ] || fail "a wrong token was taken"
 awaits 'level=warning event=request_refused kind=getStatus .* peer=127.0.0.1:[0-9]+ '
 grep -q event=request\  "$log" && fail "requests are logged at level info"

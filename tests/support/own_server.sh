@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash disable=SC2034  # port is for those who source this
 # Sourced by scripts that test programs against a server of their own: a work folder, which goes at
 # the end together with the server, and failures that are counted. Sets: work, server, port, failures.
 work=$(mktemp -d)
