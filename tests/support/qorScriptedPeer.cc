@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <linux/sockios.h>
 #include <linux/tcp.h>  // newer than the C library's: it knows the count of data segments
 #include <netinet/in.h>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "tests/support/qorLoopback.h"
+#include "tests/support/qorWire.h"
 
 namespace orvix::test {
 
@@ -42,20 +42,6 @@ int clientDescriptor(int clientPort) {
 bool holdsBytes(int descriptor, unsigned long queue) {
   int bytes = 0;
   return ::ioctl(descriptor, queue, &bytes) == 0 && bytes > 0;
-}
-
-/// Length of the first whole frame in `bytes`; 0 when it is not all there.
-std::size_t frameLength(std::string_view bytes) {
-  if (bytes.size() < 2) return 0;
-  const std::size_t header = static_cast<std::size_t>(static_cast<unsigned char>(bytes[0])) * 256 +
-                             static_cast<unsigned char>(bytes[1]);
-  if (bytes.size() < 2 + header) return 0;
-  constexpr std::string_view NAME = "Content-Length  : ";
-  const std::string text(bytes.substr(2, header));
-  const std::size_t at = text.find(NAME);
-  const std::size_t body =
-      at == text.npos ? 0 : std::strtoul(text.c_str() + at + NAME.size(), nullptr, 10);
-  return bytes.size() < 2 + header + body ? 0 : 2 + header + body;
 }
 
 }  // namespace
@@ -172,17 +158,15 @@ bool ScriptedPeer::perform(const PeerScript::Step& step, Connection& connection)
   using Step = PeerScript::Step;
   switch (step.what) {
     case Step::FRAMES:
-      for (std::size_t left = step.count; left != 0;) {
-        const std::size_t length =
-            frameLength(std::string_view(connection.received).substr(connection.taken));
-        connection.taken += length;
-        if (length != 0) {
-          --left;
-        } else if (!receiveSome(connection)) {
-          return false;
-        }
+      for (std::size_t i = 0; i < step.count; ++i) {
+        if (takeFrame(connection).empty()) return false;
       }
       return true;
+    case Step::QUESTION:
+      for (;;) {
+        const std::string_view frame = takeFrame(connection);
+        if (frame.find("asyncAddDocument") == frame.npos) return !frame.empty();
+      }
     case Step::CLIENT_CLOSES:
       while (receiveSome(connection)) continue;
       return true;
@@ -204,6 +188,17 @@ bool ScriptedPeer::await(const Connection& connection, short events) {
   pollfd polled[] = {{connection.descriptor, events, 0}, {stopping_ ? -1 : wake_, POLLIN, 0}};
   if (::poll(polled, 2, stopping_ ? 0 : PATIENCE_MS) <= 0) return false;
   return polled[0].revents != 0;  // what is there comes before a stop
+}
+
+/// The next whole frame of the record; empty when it does not come.
+std::string_view ScriptedPeer::takeFrame(Connection& connection) {
+  for (;;) {
+    const std::string_view rest = std::string_view(connection.received).substr(connection.taken);
+    const std::size_t length = frameLength(rest);
+    connection.taken += length;
+    if (length != 0) return rest.substr(0, length);
+    if (!receiveSome(connection)) return {};
+  }
 }
 
 /// One receive into the record.

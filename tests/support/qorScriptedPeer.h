@@ -22,6 +22,8 @@ class PeerScript {
   /// Waits for `count` whole request frames: { length: u16, header text, as many bytes as its
   /// Content-Length says }.
   PeerScript& expectFrames(std::size_t count) { return add({Step::FRAMES, count}); }
+  /// Waits for the next request that is answered; documents of a batch and its end are not.
+  PeerScript& expectQuestion() { return add({Step::QUESTION}); }
   /// Waits until the client has closed its end.
   PeerScript& expectClose() { return add({Step::CLIENT_CLOSES}); }
   PeerScript& reply(std::string bytes) { return replySegments({std::move(bytes)}); }
@@ -38,7 +40,7 @@ class PeerScript {
  private:
   friend class ScriptedPeer;
   struct Step {
-    enum What { FRAMES, CLIENT_CLOSES, SEND, CLOSE, STALL } what;
+    enum What { FRAMES, QUESTION, CLIENT_CLOSES, SEND, CLOSE, STALL } what;
     std::size_t count = 0;
     std::vector<std::string> segments{};
   };
@@ -92,6 +94,7 @@ class ScriptedPeer {
   /// These are false when the client is gone, time is up, or the peer is being stopped.
   bool perform(const PeerScript::Step& step, Connection& connection);
   bool await(const Connection& connection, short events);
+  std::string_view takeFrame(Connection& connection);
   bool receiveSome(Connection& connection);
   bool awaitDrained(const Connection& connection);
   bool send(const Connection& connection, const std::string& bytes);
