@@ -134,9 +134,9 @@ TEST(RESTMessage, GrowsBeyondItsInlineStorage) {
     ClientRequest built = request(ClientRequest::ASYNC_ADD_DOCUMENT, {{u"q", value}});
     built.setDocKey("k", 1);
     built.setContent({field(u"f", value), binary(u"b", text(value))}, nullptr, 0);
-    const std::string run = u32(static_cast<std::uint32_t>(text(value).size())) + text(value);
+    const std::string sized = run(text(value));
     const std::string records =
-        "\0\0\0\1f"_bytes + run + "\0\0\0\1b"_bytes + run + "\0\0\0\5rowId\0\0\0\1k"_bytes;
+        "\0\0\0\1f"_bytes + sized + "\0\0\0\1b"_bytes + sized + "\0\0\0\5rowId\0\0\0\1k"_bytes;
     const auto rest = static_cast<std::uint32_t>(records.size());
     EXPECT_EQ(body(built), "\0\0\0\0"_bytes + u32(rest) + records) << length;
     EXPECT_EQ(header(built), "Content-Length  : " + std::to_string(rest + 8) + before +

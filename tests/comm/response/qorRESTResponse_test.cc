@@ -45,18 +45,14 @@ std::vector<std::string> reply(const char* status, const std::string& body) {
 const std::string WORD = "????";
 const std::string ZERO = hex("00000000");
 
-std::string counted(const std::string& payload) {
-  return u32(static_cast<std::uint32_t>(payload.size())) + payload;
-}
-
 TEST(TextReply, IsReadByPieces) {
   const std::string ok = "HTTP/1.1 200 OK\r\n";
-  const std::string doc = counted(pair("Doc", "a"));
-  const std::string numbers = counted(hex("00000007 00000008 00000009"));
-  const std::string code = counted(pair("STATUS_CODE", "4294967295"));
+  const std::string doc = run(pair("Doc", "a"));
+  const std::string numbers = run(hex("00000007 00000008 00000009"));
+  const std::string code = run(pair("STATUS_CODE", "4294967295"));
   const std::string most = "4294967295 wants 4294967295";
   const std::string missing = "+PROPERTY_MISSING";
-  const std::string says = WORD + counted(pair("MsgId", "SRV") + pair("MsgText", "t"));
+  const std::string says = WORD + run(pair("MsgId", "SRV") + pair("MsgText", "t"));
   const std::string silent = "ERR_SERVER_APP+ERR_SERVER_APP";
   const std::string unreadable = "ERR_CLIENT_RESP_PARSING";
   const struct {
@@ -80,11 +76,11 @@ TEST(TextReply, IsReadByPieces) {
       {8, true, {"\r10;x=1\r\n!"}, "1  | 3 200 16 chunked wants 16"},
       {22, true, {std::string(5000, 'f') + "\r\n", "x"}, "0 0  | 4 200 4294967295 chunked"},
       // Bodies. The first word is skipped, except in a stream, where a piece counts as a whole.
-      {8, false, reply("200", WORD + counted("ab") + ZERO + "x"), "0 5 end ab | 4 200 15"},
+      {8, false, reply("200", WORD + run("ab") + ZERO + "x"), "0 5 end ab | 4 200 15"},
       {8, false, reply("200", WORD), "0 0 end | 4 200 4"},
-      {8, false, {ok + "Content-Length: 10\r\n\r\n", WORD + counted("ab") + ZERO},
+      {8, false, {ok + "Content-Length: 10\r\n\r\n", WORD + run("ab") + ZERO},
        "0 0  ab | 4 200 10"},
-      {8, true, {"40\r\n", counted("ab") + hex("0000")}, "0 2  ab | 4 200 64 chunked"},
+      {8, true, {"40\r\n", run("ab") + hex("0000")}, "0 2  ab | 4 200 64 chunked"},
       {11, false, reply("200", WORD + doc + doc + ZERO + "x"), "0 5 end a: a: | 4 200 33"},
       {14, false, reply("200", WORD + numbers + "xy"), "0 2  (7 9 8) | 4 200 22"},
       {15, false, reply("200", WORD + code + "x"), "0 1  status=4294967295 | 4 200 34"},
@@ -96,7 +92,7 @@ TEST(TextReply, IsReadByPieces) {
       {15, false, reply("500", says), "SRV(t)"}, {8, false, reply("500", WORD + doc), silent},
       {22, false, {ok + "Content-Length: 9\r\n\r\n", "x", "more"}, unreadable},
       {11, false, reply("200", WORD + doc.substr(0, 6)), unreadable},
-      {11, false, reply("200", WORD + counted(pair("doc", "a"))), unreadable + missing},
+      {11, false, reply("200", WORD + run(pair("doc", "a"))), unreadable + missing},
       {15, false, reply("200", WORD + ZERO), unreadable + missing},
   };
   // clang-format on

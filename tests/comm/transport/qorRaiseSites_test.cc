@@ -112,19 +112,5 @@ TEST(RaiseSite, OfAClientThatMisusesItsSteps) {
             "ERR_CLIENT_INTERNAL@qorTamberPerfClient:191[NULL terminator record in sendMesg]");
 }
 
-TEST(RaiseSite, OfConnectingWithoutMemory) {
-  const std::string host(2000, 'h');
-  OpenClient far(1, host.c_str());
-  comm::ClientRequest request = plainRequest(GET_STATUS);
-  comm::ClientResponse response;
-  far.setNumRetries(0);
-  EXPECT_EQ(raised(far,
-                   [&] {
-                     const FailingAllocation failing(2000);
-                     far.sendAndRecvMesg(request, response);
-                   }),
-            "ERR_CONNECT_SERVER@qorCorvaneClient:248[" + host + "|PORT]");
-}
-
 }  // namespace
 }  // namespace orvix::test

@@ -179,25 +179,5 @@ TEST(Reply, LeavesNothingToTheNextAndMayBeLarge) {
   EXPECT_EQ(peer.connections(), 1U);
 }
 
-TEST(Reply, ThatMemoryDoesNotSufficeForLeavesTheClientUsable) {
-  const std::string large(60000, 'l');
-  const Shape cases[] = {
-      {SCALAR_SEARCH, FINE + record(1, large), REQUEST_FAILED},
-      {CREATE_COLLECTION, FAILED + errorBody(large), REQUEST_FAILED},
-      {COLLECTION_STATUS, FINE + record(1, large), DATA_SHORT},
-  };
-  for (const Shape& c : cases) {
-    ScriptedPeer peer;
-    peer.connection().expectFrames(1).reply(c.reply);
-    peer.connection().expectFrames(1).reply(FINE + record(1, large));
-    OpenClient client(peer);
-    {
-      const FailingAllocation failing(60000);
-      EXPECT_EQ(errorOf(outcome(client, c.kind)), errorOf(c.expected));
-    }
-    EXPECT_EQ(outcome(client, GET_SERVER_VERSION), "ok complete text=" + large);
-  }
-}
-
 }  // namespace
 }  // namespace orvix::test

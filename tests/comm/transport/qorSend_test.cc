@@ -170,21 +170,6 @@ TEST_F(Send, WritesWhatIsGatheredBeforeItAwaitsAReply) {
   EXPECT_EQ(peer.received(1), next) << "what is gathered goes over the next connection";
 }
 
-/// The connection is not looked at while frames are gathered, but before they are written.
-TEST_F(Send, ReplacesAConnectionThatThePeerClosedWhileFramesWereGathered) {
-  peer.connection().expectFrames(1).reply(STATUS_REPLY).close();
-  peer.connection().expectFrames(4);
-  OpenClient client(peer);
-  client.useBufferedConnection(true);
-  EXPECT_EQ(askStatus(client), STATUS_OUTCOME);
-  ASSERT_TRUE(peer.awaitPlayed(1));
-  client.setNumRetries(0);
-  const std::string gathered = add(client, 1, 3) + END_OF_BATCH;
-  EXPECT_EQ(outcome(client, LAST_DOC_SENT), "ok complete");
-  ASSERT_TRUE(peer.awaitPlayed(2));
-  EXPECT_EQ(peer.received(1), gathered);
-}
-
 /// Whatever write fails, a retry sends every gathered frame and the failed one once.
 TEST_F(Send, RetriesAFailedWriteWithEachFrameOnce) {
   struct Case {

@@ -2,38 +2,11 @@
 #include "tests/comm/transport/qorTransportKit.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <limits>
-#include <new>
 #include <utility>
 
 #include "infra/oss/qorNLSException.h"
 #include "infra/util/qorExtendedProperties.h"
-
-// The allocation functions of the test program: they fail when a test has asked for it.
-namespace {
-
-thread_local std::size_t failFrom = std::numeric_limits<std::size_t>::max();
-
-void* allocate(std::size_t size) { return size >= failFrom ? nullptr : std::malloc(size); }
-
-void* allocateOrThrow(std::size_t size) {
-  void* const block = allocate(size);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocateOrThrow(size); }
-void* operator new[](std::size_t size) { return allocateOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete[](void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
-void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 
 namespace orvix::test {
 
@@ -60,18 +33,13 @@ DocumentRequest::DocumentRequest(std::uint32_t kind, std::string key, std::strin
 
 std::string frameOf(const std::string& action, const std::string& accessClass,
                     const std::string& body) {
-  return frame("Content-Length  : " + (body.empty() ? "" : number(body.size())) +
-                   "\naction: " + action + "\nactionType: " + accessClass + "\nver: 1.1\n\r\n",
-               body);
+  return requestFrame("action: " + action + "\nactionType: " + accessClass + "\nver: 1.1\n", body);
 }
 
 std::string documentFrame(const std::string& key, const std::string& content) {
-  std::string fields = u32(5) + "rowId" + u32(static_cast<std::uint32_t>(key.size())) + key;
-  if (!content.empty()) {
-    fields += u32(4) + "data" + u32(static_cast<std::uint32_t>(content.size())) + content;
-  }
+  const std::string records = run("rowId") + run(key);
   return frameOf("asyncAddDocument", "update",
-                 u32(0) + u32(static_cast<std::uint32_t>(fields.size())) + fields);
+                 bodyOf(content.empty() ? records : records + run("data") + run(content)));
 }
 
 std::string times(const std::string& bytes, std::size_t count) {
@@ -141,8 +109,5 @@ std::string outcome(OpenClient& client, const ClientRequest& asked, ClientRespon
 std::string errorOf(const std::string& outcome) {
   return outcome.substr(0, outcome.find(" incomplete"));
 }
-
-FailingAllocation::FailingAllocation(std::size_t from) { failFrom = from; }
-FailingAllocation::~FailingAllocation() { failFrom = std::numeric_limits<std::size_t>::max(); }
 
 }  // namespace orvix::test

@@ -127,13 +127,4 @@ inline constexpr char REQUEST_FAILED[] =
 inline constexpr char PULL_FAILED[] =
     "ERR_CLIENT_INTERNAL@qorTamberPerfClient:146[unknown error from sendandrecvMesgOnce]";
 
-/// While this lives, allocations by operator new of `from` bytes or more fail on this thread.
-class FailingAllocation {
- public:
-  explicit FailingAllocation(std::size_t from);
-  ~FailingAllocation();
-  FailingAllocation(const FailingAllocation&) = delete;
-  FailingAllocation& operator=(const FailingAllocation&) = delete;
-};
-
 }  // namespace orvix::test

@@ -1,18 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text services: UTF-8 strings, tokens, numbers, and the two conversions of the wire, which must
-// agree with ICU's own UTF-8 converter whatever the bytes are.
-#include <algorithm>
+// Text services: UTF-8 strings, tokens and numbers. The conversions of the wire are compared with
+// ICU's in fuzz/.
 #include <clocale>
 #include <gtest/gtest.h>
 #include <locale>
-#include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
-#include <unicode/ucnv.h>
-
-#include "infra/oss/internal/qorTextConversion.h"
 #include "infra/oss/qorFormatter.h"
 #include "infra/oss/qorStringTokenizer.h"
 #include "infra/oss/qorUTF8String.h"
@@ -84,57 +78,6 @@ TEST(Formatter, ReadsDecimalNumbersInAnyLocaleAndGivesZeroForAnythingElse) {
   expectNumbers();
   std::setlocale(LC_ALL, cBefore.c_str());
   std::locale::global(before);
-}
-
-TEST(TextFromWire, AgreesWithIcusConverterOnAnyBytes) {
-  // clang-format off
-  const char* const parts[] = {  // whole sequences, cut ones, single bytes of every class
-      "a", "\xc3\xa4", "\xe2\x82\xac", "\xf0\x9f\x98\x80", "\xe2\x82", "\xf0\x9f\x98",
-      "\xed\xa0\x80", "\xef\xbb\xbf", "\xc0", "\x80", "\xf4\x90", "\xfe", "\xef\xbf\xbf",
-  };
-  // clang-format on
-  std::mt19937 random(20240501);
-  for (int round = 0; round < 20000; ++round) {
-    std::string bytes;
-    for (auto left = random() % 12; left != 0; --left) {
-      const char any = static_cast<char>(random() % 256);
-      bytes += random() % 4 == 0 ? std::string(1, any) : parts[random() % std::size(parts)];
-    }
-    if (round % 5 == 0) bytes += "\0behind a NUL"_bytes;
-    const UnicodeString expected(bytes.c_str(), "UTF-8");  // up to the first NUL
-    ASSERT_EQ(oss::textFromWire(ExactBytes(bytes).view()), expected)
-        << testing::PrintToString(bytes);
-  }
-}
-
-TEST(TextToWire, AgreesWithIcusConverterOverAMillionTextsUnpairedSurrogatesIncluded) {
-  const char16_t units[] = {u'\0',  0x7f,   0x80,   0xe4,   0x7ff,  0x800, 0x20ac,
-                            0xd83d, 0xde00, 0xd800, 0xdfff, 0xfffd, 0xffff};
-  UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<UConverter, decltype(&ucnv_close)> converter(ucnv_open("UTF-8", &status),
-                                                                     &ucnv_close);
-  std::mt19937 random(20240502);
-  for (int round = 0; round < 1000000; ++round) {
-    UnicodeString given;
-    const auto oddities = random() % 4;  // one text in four is plain ASCII
-    for (auto left = random() % 40; left != 0; --left) {
-      const bool odd = random() % 16 < oddities * oddities;
-      given.append(odd ? units[random() % std::size(units)]
-                       : static_cast<char16_t>(random() % 128));
-    }
-    char expected[128];
-    const auto length = static_cast<std::size_t>(ucnv_fromUChars(
-        converter.get(), expected, sizeof expected, given.getBuffer(), given.length(), &status));
-    ASSERT_TRUE(U_SUCCESS(status) && oss::wireLength(given) == length);
-    for (const std::size_t capacity : {round % 9 == 0 ? length / 2 : length, length}) {
-      std::vector<char> out(capacity);  // exactly sized: a sanitizer sees any byte more
-      ASSERT_EQ(oss::textToWire(given, out.data(), capacity), length);
-      ASSERT_TRUE(capacity < length || std::equal(out.begin(), out.end(), expected));
-    }
-  }
-  UnicodeString bogus;
-  bogus.setToBogus();
-  EXPECT_EQ(oss::wireLength(bogus), 0U);
 }
 
 }  // namespace
