@@ -5,21 +5,16 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 
 #include "server/qorBackup.h"
 #include "server/qorRefusal.h"
+#include "tests/support/qorFolder.h"
 
 namespace orvix::server {
 namespace {
 
 namespace fs = std::filesystem;
-
-fs::path freshFolderIn(const fs::path& parent) {
-  std::string name = (parent / "qorserver-XXXXXX").string();
-  return ::mkdtemp(name.data()) == nullptr ? "" : name;
-}
 
 /// "" when the work succeeds, else the refusal's identifier and text.
 template <typename Work>
@@ -35,7 +30,6 @@ std::string refusalOf(const Work& work) {
 class BackupsAtPaths : public ::testing::Test {
  protected:
   BackupsAtPaths() { fs::create_directories(disk_); }
-  ~BackupsAtPaths() override { fs::remove_all(top_); }
 
   void fill() {
     store_.create("c", CollectionConfig{"c", "en", {}});
@@ -54,7 +48,8 @@ class BackupsAtPaths : public ::testing::Test {
     return refusalOf([&] { backups_.restore(path, "c", OnExisting::REPLACE); });
   }
 
-  fs::path top_ = freshFolderIn(fs::temp_directory_path());
+  test::Folder folder_;
+  fs::path top_ = folder_.path();
   fs::path data_ = top_ / "data";
   fs::path disk_ = top_ / "disk";
   DataDirectory directory_{data_};
@@ -64,12 +59,12 @@ class BackupsAtPaths : public ::testing::Test {
 
 TEST_F(BackupsAtPaths, BringBackWhatTheySaw) {
   fill();
-  const fs::path shared = freshFolderIn("/dev/shm");
+  const test::Folder memory("/dev/shm");
+  const fs::path& shared = memory.path();
   struct stat here {};
   struct stat there {};
   if (shared.empty() || ::stat(top_.c_str(), &here) != 0 || ::stat(shared.c_str(), &there) != 0 ||
       here.st_dev == there.st_dev) {
-    fs::remove_all(shared);
     GTEST_SKIP() << "/dev/shm is no file system of its own that can be written to";
   }
   for (const fs::path& path : {disk_ / "2024" / "monday", shared / "new" / "er"}) {
@@ -87,7 +82,6 @@ TEST_F(BackupsAtPaths, BringBackWhatTheySaw) {
               std::string::npos);
   }
   EXPECT_TRUE(fs::is_empty(data_ / "scratch"));
-  fs::remove_all(shared);
 }
 
 TEST_F(BackupsAtPaths, LeaveTheRootsByNoWay) {

@@ -104,6 +104,26 @@ TEST_F(Collections, WhatWasAnsweredSurvivesARestart) {
   EXPECT_EQ(status.find("hush"), std::string::npos);
 }
 
+/// While it lives, no file of this process can be written to.
+class NoWriting {
+ public:
+  NoWriting() : earlier_(std::signal(SIGXFSZ, SIG_IGN)) {
+    ::getrlimit(RLIMIT_FSIZE, &limit_);
+    const rlimit none{0, limit_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &none);
+  }
+  NoWriting(const NoWriting&) = delete;
+  NoWriting& operator=(const NoWriting&) = delete;
+  ~NoWriting() {
+    ::setrlimit(RLIMIT_FSIZE, &limit_);
+    std::signal(SIGXFSZ, earlier_);
+  }
+
+ private:
+  void (*earlier_)(int);
+  rlimit limit_{};
+};
+
 TEST_F(Collections, StatusTellsWhatTheFilesTakeAndWhatWentWrong) {
   const auto told = [&](const std::string& name) {
     const std::string status = ask("collectionStatus", {{"index", "c"}});
@@ -119,15 +139,14 @@ TEST_F(Collections, StatusTellsWhatTheFilesTakeAndWhatWentWrong) {
   EXPECT_EQ(verdict("updateIndex", {{"index", "c"}}), "status 1");
   EXPECT_GE(told("bytes"), empty + text.size());
   EXPECT_EQ(told("pending"), 0U);
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-  const rlimit none{0, before.rlim_max};
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
-  const std::string refused = verdict("addDocument", {{"index", "c"}}, documentOf("k", "x"));
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &before), 0);
-  std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(refused, "SRV_ENGINE_FAILED");
+  send(documentOf("k1", "x"));
+  send(documentOf("k2", "x"));
+  {
+    const NoWriting disk;
+    EXPECT_EQ(verdict("updateIndex", {{"index", "c"}}), "SRV_ENGINE_FAILED");
+  }
+  EXPECT_EQ(board().metrics().commitFailures.value(), 1U);
+  EXPECT_EQ(board().metrics().changesLost.value(), 2U);
   EXPECT_NE(ask("collectionStatus", {{"index", "c"}}).find("\"lastError\":\"Writing"),
             std::string::npos);
 }

@@ -37,17 +37,11 @@ TEST(KindOf, EveryActionIsItsKindAndSharedOnesAreToldApart) {
 }
 
 TEST_F(Requests, ServerWideKindsAnswer) {
-  EXPECT_EQ(verdict("getStatus", {}), "status 1");
-  EXPECT_EQ(verdict("takeover", {}), "status 1");
   EXPECT_EQ(verdict("versionsValidation", {{"ver", "1.1"}}), "status 1");
   EXPECT_EQ(verdict("versionsValidation", {{"ver", "9"}}), "SRV_VERSION_UNSUPPORTED");
   EXPECT_EQ(verdict("versionsValidation", {{"ver", "1.1"}, {"Supported-Server-Versions", "2-3"}}),
             "SRV_VERSION_UNSUPPORTED");
   EXPECT_EQ(verdict("makeTea", {}), "SRV_ACTION_UNKNOWN");
-  const std::string version = ask("getServerVersion", {});
-  EXPECT_EQ(version.substr(0, 5), std::string("\0\x01\0\x01\0", 5));
-  EXPECT_EQ(version.substr(6, 10), "qorserver ");
-  EXPECT_EQ(version.size(), 6U + static_cast<unsigned char>(version[5]));
   const Reply reply = dispatcher().handle(requestOf("shutdown", {}));
   EXPECT_EQ(reply.bytes, std::string("\0\x01", 2));
   EXPECT_TRUE(reply.stop);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The same bytes, however they arrive, give the same frames.
+// What makes a header unreadable, and what becomes of the bytes behind it. That cuts do not matter is
+// checked by fuzz/ and over a socket.
 #include "server/qorFrameReader.h"
 
 #include <gtest/gtest.h>
@@ -11,56 +12,22 @@
 namespace orvix::server {
 namespace {
 
-using testing::frameOf;
-using testing::u16Bytes;
-
-/// What came out, in a form that is easy to compare.
-std::string told(const Frame& frame) {
-  std::string text;
-  for (const auto& [key, value] : frame.properties) text += key + "=" + value + ";";
-  text += "|" + frame.body + "|";
-  if (frame.fault) text += std::string(messageIdText(frame.fault->id));
-  return text + (frame.positionLost ? " LOST" : "");
-}
-
-std::vector<std::string> drain(FrameReader& reader) {
-  std::vector<std::string> frames;
-  while (const auto frame = reader.next()) frames.push_back(told(*frame));
-  return frames;
-}
-
-std::vector<std::string> fed(const std::vector<std::string>& pieces) {
-  FrameReader reader;
-  std::vector<std::string> frames;
-  for (const std::string& piece : pieces) {
-    reader.feed(piece);
-    for (std::string& frame : drain(reader)) frames.push_back(std::move(frame));
-  }
-  return frames;
-}
-
-TEST(FrameReader, FramesAreTheSameWholeBytewiseAndAtEveryCut) {
-  const std::string stream = frameOf("action: a: b\nempty: \n") +
-                             frameOf("action: x\n", "body\r\n\0\x01") + frameOf("") +
-                             frameOf("action: asyncAddDocument\n", testing::TERMINATOR);
-  const std::vector<std::string> whole = fed({stream});
-  ASSERT_EQ(whole.size(), 4U);
-  EXPECT_EQ(whole[0], "Content-Length  =;action=a: b;empty=;||");
-  EXPECT_EQ(whole[2], "Content-Length  =;||");
-
-  std::vector<std::string> bytes;
-  for (const char byte : stream) bytes.emplace_back(1, byte);
-  EXPECT_EQ(fed(bytes), whole);
-  for (std::size_t cut = 1; cut < stream.size(); ++cut) {
-    SCOPED_TRACE(cut);
-    EXPECT_EQ(fed({stream.substr(0, cut), stream.substr(cut)}), whole);
-  }
-}
+using testing::requestFrame;
+using testing::u16;
 
 std::string manyLines(int count) {
   std::string lines;
   for (int i = 0; i < count; ++i) lines += "k" + std::to_string(i) + ": \n";
   return lines;
+}
+
+TEST(FrameReader, AValueMayBeEmptyOrHaveWhatEndsAKey) {
+  FrameReader reader;
+  reader.feed(requestFrame("action: a: b\nempty: \n"));
+  const auto frame = reader.next();
+  ASSERT_TRUE(frame && !frame->fault);
+  EXPECT_EQ(frame->properties,
+            (Properties{{"Content-Length  ", ""}, {"action", "a: b"}, {"empty", ""}}));
 }
 
 TEST(FrameReader, TheHeaderIsJudgedBeforeItsBodyIsKept) {
@@ -72,7 +39,7 @@ TEST(FrameReader, TheHeaderIsJudgedBeforeItsBodyIsKept) {
     frame.admission = Admission::NO_TOKEN;
     frame.positionLost = true;
   });
-  const std::string frame = frameOf("action: x\n", "content");
+  const std::string frame = requestFrame("action: x\n", "content");
   reader.feed(std::string_view(frame).substr(0, frame.size() - 7));
   const auto refused = reader.next();
   ASSERT_TRUE(refused);
@@ -108,7 +75,7 @@ TEST(FrameReader, AFrameThatHidesItsLengthEndsTheStream) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     FrameReader reader;
-    reader.feed(u16Bytes(c.header.size()) + c.header + frameOf("action: x\n"));
+    reader.feed(u16(c.header.size()) + c.header + requestFrame("action: x\n"));
     const auto frame = reader.next();
     ASSERT_TRUE(frame);
     EXPECT_TRUE(frame->fault);
@@ -121,13 +88,13 @@ TEST(FrameReader, AnOversizedBodyIsSkippedAndTheNextFrameRead) {
   const std::uint32_t size = FrameReader::MAX_BODY + 1;
   FrameReader reader;
   const std::string header = "Content-Length  : " + std::to_string(size) + "\n\r\n";
-  reader.feed(u16Bytes(header.size()) + header);
+  reader.feed(u16(header.size()) + header);
   const std::string piece(1U << 20U, 'x');
   for (std::uint32_t sent = 0; sent < size - 1; sent += static_cast<std::uint32_t>(piece.size())) {
     reader.feed(piece);
     EXPECT_FALSE(reader.next());
   }
-  reader.feed("x" + frameOf("action: after\n"));
+  reader.feed("x" + requestFrame("action: after\n"));
   const auto refused = reader.next();
   ASSERT_TRUE(refused && refused->fault);
   EXPECT_EQ(refused->fault->id, MessageId::DOCUMENT_TOO_LARGE);

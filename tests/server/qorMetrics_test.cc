@@ -4,12 +4,10 @@
 
 #include <asio.hpp>
 #include <chrono>
-#include <csignal>
 #include <gtest/gtest.h>
 #include <map>
 #include <sstream>
 #include <string>
-#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -21,7 +19,7 @@ namespace orvix::server {
 namespace {
 
 using testing::documentOf;
-using testing::frameOf;
+using testing::requestFrame;
 using testing::TERMINATOR;
 using Clock = std::chrono::steady_clock;
 
@@ -81,17 +79,17 @@ class MetricsOfConnections : public testing::ConnectionFixture {
 TEST_F(MetricsOfConnections, NumbersMoveByWhatWasDone) {
   auto socket = connect();
   const std::string named = "index: c\n";
-  exchange(socket, {frameOf("action: createCollection\n" + named),
-                    frameOf("action: addDocument\n" + named, documentOf("one", "a river")),
-                    frameOf("action: addDocument\n" + named, documentOf("two", "a lake")),
-                    frameOf("action: deleteDocument\n" + named, documentOf("two"))});
+  exchange(socket, {requestFrame("action: createCollection\n" + named),
+                    requestFrame("action: addDocument\n" + named, documentOf("one", "a river")),
+                    requestFrame("action: addDocument\n" + named, documentOf("two", "a lake")),
+                    requestFrame("action: deleteDocument\n" + named, documentOf("two"))});
   const std::string unanswered = "action: asyncAddDocument\n" + named;
-  send(socket, {frameOf(unanswered, documentOf("three", "a sea")),
-                frameOf(unanswered, documentOf("four", "a pond")),
-                frameOf(unanswered + "charset: none-such\n", documentOf("five", "x")),
-                frameOf(unanswered, TERMINATOR)});
-  exchange(socket, {frameOf("action: getStatus\n"), frameOf("action: getStatus\n")});
-  const std::string unknown = frameOf("action: none-such\n");
+  send(socket, {requestFrame(unanswered, documentOf("three", "a sea")),
+                requestFrame(unanswered, documentOf("four", "a pond")),
+                requestFrame(unanswered + "charset: none-such\n", documentOf("five", "x")),
+                requestFrame(unanswered, TERMINATOR)});
+  exchange(socket, {requestFrame("action: getStatus\n"), requestFrame("action: getStatus\n")});
+  const std::string unknown = requestFrame("action: none-such\n");
   send(socket, {unknown});
   ASSERT_EQ(read(socket, 2), std::string("\0\6", 2));
   const std::size_t bodyLength = static_cast<unsigned char>(read(socket, 1)[0]) * 256U +
@@ -122,64 +120,6 @@ TEST_F(MetricsOfConnections, NumbersMoveByWhatWasDone) {
       {"qorserver_commit_duration_seconds_count", 4},
   };
   EXPECT_EQ(movedNumbers(dispatcher().metrics()), expected);
-}
-
-TEST_F(MetricsOfConnections, ConnectionsThatGoOrAreRefusedAreCounted) {
-  std::vector<asio::ip::tcp::socket> sockets;
-  for (std::size_t i = 0; i < limits().connections; ++i) {
-    sockets.push_back(connect());
-    exchange(sockets.back(), {frameOf("action: getStatus\n")});
-  }
-  const Metrics& metrics = dispatcher().metrics();
-  EXPECT_EQ(metrics.connectionsOpen.value(), limits().connections);
-  auto surplus = connect();
-  EXPECT_EQ(read(surplus, 1), "");
-  EXPECT_EQ(metrics.connectionsRefused.value(), 1U);
-  sockets.clear();
-  const auto limit = Clock::now() + std::chrono::seconds(10);
-  while (metrics.connectionsOpen.value() != 0 && Clock::now() < limit) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  EXPECT_EQ(metrics.connectionsOpen.value(), 0U);
-  EXPECT_EQ(metrics.connectionsTaken.value(), limits().connections);
-}
-
-/// While it lives, no file of this process can be written to.
-class NoWriting {
- public:
-  NoWriting() : earlier_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &limit_);
-    const rlimit none{0, limit_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &none);
-  }
-  NoWriting(const NoWriting&) = delete;
-  NoWriting& operator=(const NoWriting&) = delete;
-  ~NoWriting() {
-    ::setrlimit(RLIMIT_FSIZE, &limit_);
-    std::signal(SIGXFSZ, earlier_);
-  }
-
- private:
-  void (*earlier_)(int);
-  rlimit limit_{};
-};
-
-class MetricsOfCommits : public testing::ServerFixture {};
-
-TEST_F(MetricsOfCommits, AFailureIsCountedWithTheChangesThatItTook) {
-  create("c");
-  const Properties c{{"index", "c"}};
-  const Metrics& metrics = board().metrics();
-  for (const char* key : {"one", "two"}) ask("asyncAddDocument", c, documentOf(key, "a river"));
-  {
-    const NoWriting disk;
-    EXPECT_EQ(verdict("updateIndex", c), "SRV_ENGINE_FAILED");
-  }
-  EXPECT_EQ(metrics.commitFailures.value(), 1U);
-  EXPECT_EQ(metrics.changesLost.value(), 2U);
-  add("three", "a lake");
-  EXPECT_EQ(movedNumbers(metrics)["qorserver_commit_duration_seconds_count"], 1);
-  EXPECT_EQ(metrics.commitFailures.value(), 1U);
 }
 
 TEST(Durations, FallIntoTheBucketWhoseBoundTheyDoNotExceed) {

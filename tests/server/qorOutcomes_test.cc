@@ -6,9 +6,10 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 #include <utility>
 #include <vector>
+
+#include "tests/support/qorFolder.h"
 
 namespace orvix::server {
 namespace {
@@ -20,13 +21,7 @@ constexpr std::time_t NOW = 1000000;
 
 class OutcomesOnDisk : public ::testing::Test {
  protected:
-  OutcomesOnDisk() {
-    std::string name = (fs::temp_directory_path() / "qoroutcomes-XXXXXX").string();
-    folder_ = ::mkdtemp(name.data());
-  }
-  ~OutcomesOnDisk() override { fs::remove_all(folder_); }
-
-  [[nodiscard]] fs::path file() const { return folder_ / "outcomes"; }
+  [[nodiscard]] fs::path file() const { return folder_.path() / "outcomes"; }
   [[nodiscard]] Outcomes opened() const { return Outcomes(file()); }
   /// "key" or "key=MsgId:text", as a server over this file would tell now.
   static Keys told(Outcomes&& outcomes, std::time_t now = NOW) { return told(outcomes, now); }
@@ -46,7 +41,7 @@ class OutcomesOnDisk : public ::testing::Test {
   }
 
  private:
-  fs::path folder_;
+  test::Folder folder_;
 };
 
 TEST_F(OutcomesOnDisk, OnlyWhatIsSettledIsToldAndOnlyWhatIsNotFails) {

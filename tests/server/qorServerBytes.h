@@ -9,30 +9,19 @@
 #include <vector>
 
 #include "infra/bytes/internal/qorByteReader.h"
-#include "infra/bytes/internal/qorByteWriter.h"
+#include "tests/support/qorWire.h"
 
 namespace orvix::server::testing {
 
-inline constexpr std::string_view TERMINATOR("\0\0\0\0\0\0\0\0", 8);
-
-inline std::string u16Bytes(std::size_t value) {
-  std::string out(2, '\0');
-  oss::storeU16(out.data(), oss::cutToU16(value));
-  return out;
-}
-
-inline std::string u32Bytes(std::size_t value) {
-  std::string out(4, '\0');
-  oss::storeU32(out.data(), oss::cutToU32(value));
-  return out;
-}
+using test::bodyOf;
+using test::requestFrame;
+using test::run;
+using test::TERMINATOR;
+using test::u16;
+using test::u32;
 
 inline std::string bodyRecord(std::string_view name, std::string_view value) {
-  return u32Bytes(name.size()) + std::string(name) + u32Bytes(value.size()) + std::string(value);
-}
-
-inline std::string bodyOf(const std::string& records) {
-  return u32Bytes(0) + u32Bytes(records.size()) + records;
+  return run(name) + run(value);
 }
 
 using NamedValues = std::vector<std::pair<std::string, std::string>>;
@@ -44,12 +33,6 @@ inline std::string documentOf(std::string_view key, std::string_view content = {
   records += bodyRecord("rowId", key);
   if (!content.empty()) records += bodyRecord("data", content);
   return bodyOf(records);
-}
-
-inline std::string frameOf(const std::string& lines, std::string_view body = {}) {
-  const std::string length = body.empty() ? "" : std::to_string(body.size());
-  const std::string header = "Content-Length  : " + length + "\n" + lines + "\r\n";
-  return u16Bytes(header.size()) + header + std::string(body);
 }
 
 inline std::map<std::string, std::string> pairsOf(std::string_view bytes) {

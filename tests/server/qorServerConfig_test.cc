@@ -2,15 +2,14 @@
 // The file of settings: what a right one says, and where a faulty one is faulty.
 #include "server/qorServerConfig.h"
 
-#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "server/qorConfigKeys.h"
 #include "server/qorConfigReader.h"
+#include "tests/support/qorFolder.h"
 
 namespace orvix::server {
 namespace {
@@ -158,76 +157,40 @@ TEST(ConfigExample, ShowsEverySettingWithItsDefault) {
   EXPECT_EQ(filter, (TextFilter{filter.contentType, filter.command}));
 }
 
-class ConfigCheck : public ::testing::Test {
- protected:
-  ConfigCheck() {
-    std::filesystem::create_directories(folder_);
-    std::ofstream(file_) << "text";
-  }
-  ~ConfigCheck() override { std::filesystem::remove_all(folder_); }
-
-  const std::filesystem::path folder_ =
-      std::filesystem::temp_directory_path() / ("config_check_" + std::to_string(::getpid()));
-  const std::string file_ = folder_ / "file";
-};
-
-TEST_F(ConfigCheck, LooksAtWhatTheSettingsName) {
-  using Change = void (*)(ServerConfig&, const std::string& file);
-  struct Case {
-    Change change;
-    const char* fault;  // how it begins; empty: none
-  };
-  const std::vector<Case> cases{
-      {[](ServerConfig&, const std::string&) {}, ""},
-      {[](ServerConfig& c, const std::string&) { c.data.clear(); }, "data: there is no data"},
-      {[](ServerConfig& c, const std::string&) { c.listen = "name:1"; },
-       "--listen: \"name\" is no"},
-      {[](ServerConfig& c, const std::string&) { c.listen = "0.0.0.0:1"; },
-       "--listen: listening on 0.0.0.0:1 needs a token_file"},
-      {[](ServerConfig& c, const std::string& file) { c.tokenFile = file; },
-       "token_file: Others may use"},
-      {[](ServerConfig& c, const std::string& file) { c.tokenFile = file + "?"; },
-       "token_file: Reading the token file"},
-      {[](ServerConfig& c, const std::string&) { c.metricsListen = "[::1]:0"; }, ""},
-      {[](ServerConfig& c, const std::string&) { c.metricsListen = "[::]:1"; },
-       "metrics.listen: metrics carry no token"},
-      {[](ServerConfig& c, const std::string&) {
-         c.backupRoots = {"/", "etc"};
-       },
-       "backup.roots[1]: \"etc\" is no whole path"},
-      {[](ServerConfig& c, const std::string& file) { c.backupRoots = {file}; },
-       "backup.roots[0]: \""},
-      {[](ServerConfig& c, const std::string&) {
-         c.filters = {{"a/b", {"/bin/sh"}}};
-       },
-       ""},
-      {[](ServerConfig& c, const std::string&) {
-         c.filters = {{"a/b", {"sh"}}};
-       },
-       "filter[0].command: \"sh\" is no whole path"},
-      {[](ServerConfig& c, const std::string&) {
-         c.filters = {{"a/b", {"/bin/nothing"}}};
-       },
-       "filter[0].command: there is no program \"/bin/nothing\""},
-      {[](ServerConfig& c, const std::string& file) {
-         c.filters = {{"a/b", {file}}};
-       },
-       "filter[0].command: \""},
-      {[](ServerConfig& c, const std::string&) {
-         c.filters = {{"a/b", {"/bin/sh"}}, {"a/B", {"/bin/sh"}}};
-       },
+TEST(ConfigCheck, LooksAtWhatTheSettingsName) {
+  const test::Folder folder;
+  const std::string file = folder.file("file", "text");
+  const std::string filter = "[[filter]]\ncontent_type = \"a/b\"\ncommand = ";
+  const struct {
+    std::string settings;  // beside the data directory
+    std::string fault;     // how it begins; empty: none
+  } cases[] = {
+      {"", ""},
+      {"listen = 'name:1'", "--listen: \"name\" is no"},
+      {"listen = '0.0.0.0:1'", "--listen: listening on 0.0.0.0:1 needs a token_file"},
+      {"token_file = '" + file + "'", "token_file: Others may use"},
+      {"token_file = '" + file + "?'", "token_file: Reading the token file"},
+      {"metrics.listen = '[::1]:0'", ""},
+      {"metrics.listen = '[::]:1'", "metrics.listen: metrics carry no token"},
+      {"backup.roots = ['/', 'etc']", "backup.roots[1]: \"etc\" is no whole path"},
+      {"backup.roots = ['" + file + "']", "backup.roots[0]: \""},
+      {filter + "['/bin/sh']", ""},
+      {filter + "['sh']", "filter[0].command: \"sh\" is no whole path"},
+      {filter + "['/bin/nothing']", "filter[0].command: there is no program \"/bin/nothing\""},
+      {filter + "['" + file + "']", "filter[0].command: \""},
+      {filter + "['/bin/sh']\n[[filter]]\ncontent_type = 'a/B'\ncommand = ['/bin/sh']",
        "filter[1].content_type: there is a filter for \"a/B\" already"},
   };
-  for (std::size_t i = 0; i < cases.size(); ++i) {
-    SCOPED_TRACE(i);
-    ServerConfig config;
-    config.data = "/nowhere";
-    cases[i].change(config, file_);
-    const auto faults = faultsOf(config, {{"listen", "--listen"}});
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.settings);
+    const ConfigReading reading = parseConfig("data = '/nowhere'\n" + c.settings, "f");
+    ASSERT_EQ(reading.faults, std::vector<std::string>{});
+    const auto faults = faultsOf(reading.config, {{"listen", "--listen"}});
+    EXPECT_EQ(faults.size(), c.fault.empty() ? 0U : 1U);
     const std::string fault = faults.empty() ? "" : faults.front();
-    EXPECT_EQ(faults.size(), *cases[i].fault == '\0' ? 0U : 1U);
-    EXPECT_TRUE(fault.starts_with(cases[i].fault)) << fault;
+    EXPECT_TRUE(fault.starts_with(c.fault)) << fault;
   }
+  EXPECT_EQ(faultsOf(ServerConfig(), {}).size(), 1U) << "there is no data directory";
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -21,6 +20,7 @@
 #include "server/qorDispatcher.h"
 #include "server/qorFrameReader.h"
 #include "tests/server/qorServerBytes.h"
+#include "tests/support/qorFolder.h"
 
 namespace orvix::server::testing {
 
@@ -65,16 +65,12 @@ inline std::vector<std::string> recordsOf(std::string_view reply) {
 
 class ServerFixture : public ::testing::Test {
  protected:
-  ServerFixture() : root_(freshRoot()) { restart(); }
-  ~ServerFixture() override {
-    server_.reset();
-    std::filesystem::remove_all(root_);
-  }
+  ServerFixture() { restart(); }
 
   /// A new server over the same folder; what was not committed is gone.
   void restart(std::uint64_t maxPendingBytes = CollectionStore::MAX_PENDING_BYTES) {
     server_.reset();
-    server_ = std::make_unique<Server>(root_, maxPendingBytes);
+    server_ = std::make_unique<Server>(root(), maxPendingBytes);
   }
 
   std::string ask(const std::string& action, Properties properties, std::string body = {}) {
@@ -111,7 +107,7 @@ class ServerFixture : public ::testing::Test {
     return told;
   }
 
-  [[nodiscard]] const std::filesystem::path& root() const { return root_; }
+  [[nodiscard]] const std::filesystem::path& root() const { return folder_.path(); }
   [[nodiscard]] Dispatcher& dispatcher() { return server_->dispatcher; }
   [[nodiscard]] ServerContext& context() { return server_->context; }
   [[nodiscard]] Board& board() { return server_->directory.board(); }
@@ -129,12 +125,7 @@ class ServerFixture : public ::testing::Test {
     Dispatcher dispatcher{context, tokens};
   };
 
-  static std::filesystem::path freshRoot() {
-    std::string name = (std::filesystem::temp_directory_path() / "qorserver-XXXXXX").string();
-    return ::mkdtemp(name.data()) == nullptr ? "" : name;
-  }
-
-  std::filesystem::path root_;
+  test::Folder folder_;
   std::unique_ptr<Server> server_;
 };
 

@@ -2,8 +2,6 @@
 // What counts as the text of a document, type by type; and documents that are made to harm.
 #include "server/qorTextExtraction.h"
 
-#include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -202,10 +200,9 @@ TEST(TextExtraction, EntitiesDoNotGrowBeyondMeasure) {
 }
 
 TEST(TextExtraction, NothingOutsideOfTheDocumentIsRead) {
-  const auto file =
-      std::filesystem::temp_directory_path() / ("qorserver-outside-" + std::to_string(::getpid()));
-  std::ofstream(file) << "<!ENTITY leaked 'outside'>outside";
-  const std::string at = "'file://" + file.string() + "'";
+  const test::Folder folder;
+  const std::string at =
+      "'file://" + folder.file("outside", "<!ENTITY leaked 'outside'>outside") + "'";
   expectAll(
       {{"an entity", "text/xml", "<!DOCTYPE r [<!ENTITY e SYSTEM " + at + ">]><r>in&e;</r>", "in"},
        {"its DTD", "text/xml", "<!DOCTYPE r SYSTEM " + at + "><r>in&leaked;&euml;</r>", "in ë"},
@@ -216,7 +213,6 @@ TEST(TextExtraction, NothingOutsideOfTheDocumentIsRead) {
   const std::string parameter =
       told("text/xml", "<!DOCTYPE r [<!ENTITY % e SYSTEM " + at + ">%e;]><r>in&leaked;</r>");
   EXPECT_NE(parameter.find("'leaked' not defined"), std::string::npos) << parameter;
-  std::filesystem::remove(file);
 }
 
 TEST(TextExtraction, DepthIsBoundedAndCostsNoStack) {

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -90,8 +89,8 @@ TEST_F(Filters, FailuresAreToldWithTheFirstLineOfTheirErrors) {
 }
 
 TEST_F(Filters, TimeEndsThemWithAllThatTheyStarted) {
-  const auto file =
-      std::filesystem::temp_directory_path() / ("qorserver-filter-" + std::to_string(::getpid()));
+  const test::Folder folder;
+  const auto file = folder.path() / "late";
   const std::string late = "(sleep 1.5; echo late >" + file.string() + ") & ";
   for (const std::string& leave : {late, "setsid sh -c '" + late + "'; "}) {
     EXPECT_EQ(told(shell(leave + "sleep 60", 1)), "took longer than 1 seconds") << leave;
@@ -193,23 +192,21 @@ TEST(TextFilters, ARowThatCannotWorkIsRefused) {
 }
 
 TEST(TextFilters, AFileThatIsNoProgramIsToldAsSuch) {
-  const auto file =
-      std::filesystem::temp_directory_path() / ("qorserver-program-" + std::to_string(::getpid()));
-  std::ofstream(file) << "no program";
+  const test::Folder folder;
+  const std::string file = folder.file("program", "no program");
   std::filesystem::permissions(file, std::filesystem::perms::owner_all);
   try {
-    static_cast<void>(runTextFilter({"a/b", {file.string()}}, "in"));
+    static_cast<void>(runTextFilter({"a/b", {file}}, "in"));
     ADD_FAILURE() << "it ran";
   } catch (const Refusal& refusal) {
     EXPECT_NE(refusal.fault().text.find("could not be started: Exec format error"),
               std::string::npos)
         << refusal.fault().text;
   }
-  std::filesystem::remove(file);
 }
 
 using testing::documentOf;
-using testing::frameOf;
+using testing::requestFrame;
 
 class FilteredDocuments : public testing::ConnectionFixture {
  protected:
@@ -223,8 +220,8 @@ class FilteredDocuments : public testing::ConnectionFixture {
   }
   static std::string document(const std::string& type, const std::string& key,
                               const std::string& action = "asyncAddDocument") {
-    return frameOf("action: " + action + "\nindex: c\nmimeType: " + type + "\n",
-                   documentOf(key, "WORD"));
+    return requestFrame("action: " + action + "\nindex: c\nmimeType: " + type + "\n",
+                        documentOf(key, "WORD"));
   }
 };
 
@@ -235,7 +232,7 @@ TEST_F(FilteredDocuments, AreIndexedOrRejectedInTheOrderOfTheirConnection) {
                     document("application/x-other", "other") +
                     document("application/x-upper", "upper") + document("text/plain", "slow"));
   write(socket, document("application/x-upper", "last", "addDocument"));
-  EXPECT_EQ(read(socket, 2), testing::u16Bytes(1));
+  EXPECT_EQ(read(socket, 2), testing::u16(1));
   EXPECT_EQ(find("word").size(), 4U);
   EXPECT_EQ(outcomes(),
             (std::vector<std::string>{"plain", "slow", "broken=SRV_FILTER_FAILED",
@@ -244,7 +241,7 @@ TEST_F(FilteredDocuments, AreIndexedOrRejectedInTheOrderOfTheirConnection) {
 
 TEST_F(FilteredDocuments, TheirReadingIsPartOfTheTimeThatIsToldOfThem) {
   auto socket = connect();
-  write(socket, document("application/x-slow", "slow") + frameOf("action: getStatus\n"));
+  write(socket, document("application/x-slow", "slow") + requestFrame("action: getStatus\n"));
   EXPECT_EQ(read(socket, 2).size(), 2U);
   const auto writer = static_cast<std::size_t>(Lane::WRITER) - 1;
   EXPECT_GE(board().metrics().durations[writer].seconds(), 1);
@@ -256,9 +253,9 @@ TEST_F(FilteredDocuments, ASlowOneHoldsUpNobodyElse) {
   auto other = connect();
   const auto start = std::chrono::steady_clock::now();
   write(other, document("text/plain", "plain", "addDocument"));
-  EXPECT_EQ(read(other, 2), testing::u16Bytes(1));
+  EXPECT_EQ(read(other, 2), testing::u16(1));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
-  EXPECT_EQ(read(slow, 2), testing::u16Bytes(1));
+  EXPECT_EQ(read(slow, 2), testing::u16(1));
   EXPECT_EQ(find("word").size(), 2U);
 }
 
