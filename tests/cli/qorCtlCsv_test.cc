@@ -2,39 +2,21 @@
 // CSV files to rows and documents: what RFC 4180 allows, what it does not, and where it was.
 #include "cli/qorCtlCsv.h"
 
-#include <cstdio>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "cli/qorCtlDocumentSource.h"
+#include "tests/support/qorFolder.h"
 
 namespace {
 
 using namespace orvix::ctl;
 
-/// A file with these bytes, until the end of the scope. Tests may run side by side.
-class File {
- public:
-  explicit File(const std::string& bytes)
-      : path_(::testing::TempDir() + "qorctl_" + std::to_string(::getpid()) + ".csv") {
-    std::ofstream(path_, std::ios::binary) << bytes;
-  }
-  ~File() { std::remove(path_.c_str()); }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  [[nodiscard]] const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 /// "line:cell|cell" of a row, "line!problem" of what is none.
 std::vector<std::string> rowsOf(const std::string& bytes, CsvLimits limits = {100}) {
-  const File file(bytes);
-  ByteInput input(file.path());
+  const orvix::test::Folder folder;
+  ByteInput input(folder.file("rows.csv", bytes));
   CsvReader reader(input, limits);
   std::vector<std::string> rows;
   std::uint64_t read = 0;
@@ -123,8 +105,8 @@ TEST(CsvRows, EveryCutEndsInARowOrInOpenQuotes) {
 /// key/content/fields of a document, "! text" of a problem.
 Texts documentsOf(const std::string& bytes, const SourceOptions& options = {}) {
   Texts all;
-  const File file(bytes);
-  const auto source = openPaths({file.path()}, options);
+  const orvix::test::Folder folder;
+  const auto source = openPaths({folder.file("rows.csv", bytes)}, options);
   while (const auto item = source->next()) {
     if (const auto* problem = std::get_if<SourceProblem>(&item->what)) {
       all.push_back("! " + problem->text.substr(problem->text.find("line")));

@@ -3,15 +3,14 @@
 #include "cli/qorCtlDocumentSource.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <string>
 #include <sys/stat.h>
 #include <utility>
 #include <vector>
 
 #include "cli/qorCtlExit.h"
+#include "tests/support/qorFolder.h"
 
 namespace {
 
@@ -20,23 +19,12 @@ namespace fs = std::filesystem;
 
 class TemporaryFolder : public ::testing::Test {
  protected:
-  TemporaryFolder() {
-    std::string name = (fs::temp_directory_path() / "qorctl_test_XXXXXX").string();
-    root = fs::path(mkdtemp(name.data()));
-  }
-  ~TemporaryFolder() override {
-    std::error_code ignored;
-    fs::remove_all(root, ignored);
-  }
-
   std::string file(const std::string& name, const std::string& bytes) const {
-    const fs::path path = root / name;
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path.string();
+    return folder.file(name, bytes);
   }
 
-  fs::path root;
+  orvix::test::Folder folder;
+  const fs::path& root = folder.path();
 };
 
 /// "key=content" of a document, "! text" of a problem.

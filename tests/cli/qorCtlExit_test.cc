@@ -15,30 +15,6 @@ using namespace orvix::ctl;
 using comm::RESTException;
 using comm::StaticDefs;
 
-TEST(ExitCodes, FollowTheIdOfTheFailure) {
-  struct Case {
-    const icu::UnicodeString& id;
-    ExitCode code;
-  };
-  const Case cases[] = {
-      {StaticDefs::ERR_CONNECT_SERVER, ExitCode::NO_CONNECTION},
-      {StaticDefs::ERR_SERVER_COMM_SEND, ExitCode::NO_CONNECTION},
-      {StaticDefs::ERR_SERVER_COMM_RECV, ExitCode::NO_CONNECTION},
-      {StaticDefs::ERR_SERVER_COMM_TIMEOUT, ExitCode::TIME_OUT},
-      {StaticDefs::ERR_SERVER_INVALID_AUTH, ExitCode::NOT_AUTHORISED},
-      {StaticDefs::ERR_SERVER_APP, ExitCode::REFUSED},
-      {StaticDefs::ERR_SERVER_PROTOCOL, ExitCode::PROTOCOL},
-      {StaticDefs::ERR_CLIENT_RESP_PARSING, ExitCode::PROTOCOL},
-      {StaticDefs::ERR_CLIENT_INTERNAL, ExitCode::INTERNAL},
-      {StaticDefs::ERR_INVALID_STATE, ExitCode::INTERNAL},
-      {u"something new", ExitCode::INTERNAL},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(exitCodeOf(RESTException(c.id, nullptr, 0)), c.code)
-        << RESTException(c.id, "", 0).what();
-  }
-}
-
 template <class Thrown>
 Failure sortedFailure(const Thrown& thrown) {
   try {
@@ -55,6 +31,9 @@ TEST(ExitCodes, OtherExceptionsKeepTheirCodeOrAreInternal) {
   EXPECT_EQ(sortedFailure(std::bad_alloc()).code, ExitCode::INTERNAL);
   EXPECT_EQ(sortedFailure(RESTException(StaticDefs::ERR_SERVER_PROTOCOL, "f", 1)).code,
             ExitCode::PROTOCOL);
+  EXPECT_EQ(sortedFailure(RESTException(StaticDefs::ERR_SERVER_COMM_TIMEOUT, "f", 1)).code,
+            ExitCode::TIME_OUT);
+  EXPECT_EQ(sortedFailure(RESTException(u"something new", "f", 1)).code, ExitCode::INTERNAL);
 }
 
 TEST(FailureText, NamesServerArgumentsAndCauses) {

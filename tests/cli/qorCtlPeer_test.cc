@@ -37,81 +37,34 @@ class Numbers : public DocumentSource {
 };
 
 TEST(Load, CountsTheOutcomesOfEveryBatch) {
-  struct Case {
+  const std::string none = OK + END_MARKER;
+  const std::string third = OK + accepted("3") + END_MARKER;
+  const struct {
     const char* name;
     std::vector<std::string> replies;  // the first one is for what an earlier batch has left
     std::uint64_t sent, accepted, rejected, unconfirmed;
     ExitCode code;
     const char* says;
-  };
-  const Case cases[] = {
-      {"all well",
-       {OK + END, OK + accepted("1") + accepted("2") + END, OK + accepted("3") + END},
-       3,
-       3,
-       0,
-       0,
-       ExitCode::DONE,
-       ""},
+    // clang-format off
+  } cases[] = {
+      {"all well", {none, OK + accepted("1") + accepted("2") + END_MARKER, third}, 3, 3, 0, 0, ExitCode::DONE, ""},
       {"leftovers are not ours",
-       {OK + accepted("x") + rejected("y") + END, OK + accepted("1") + accepted("2") + END,
-        OK + accepted("3") + END},
-       3,
-       3,
-       0,
-       0,
-       ExitCode::DONE,
-       "of an earlier batch: document 'y' was rejected: E_BAD"},
+       {OK + accepted("x") + rejected("y") + END_MARKER, OK + accepted("1") + accepted("2") + END_MARKER, third},
+       3, 3, 0, 0, ExitCode::DONE, "of an earlier batch: document 'y' was rejected: E_BAD"},
       {"a rejection is named and the rest goes on",
-       {OK + END, OK + accepted("1") + rejected("2") + END, OK + accepted("3") + END},
-       3,
-       2,
-       1,
-       0,
-       ExitCode::DONE_IN_PART,
-       "document '2' was rejected: E_BAD: no good"},
-      {"an outcome is missing",
-       {OK + END, OK + accepted("1") + END},
-       2,
-       1,
-       0,
-       1,
-       ExitCode::DONE_IN_PART,
-       "the server has 1 outcomes"},
-      {"all outcomes are missing",
-       {OK + END, OK + END},
-       2,
-       0,
-       0,
-       2,
-       ExitCode::PROTOCOL,
-       "the server has 0 outcomes"},
-      {"the outcomes are cut",
-       {OK + END, OK + accepted("1") + accepted("2")},
-       2,
-       2,
-       0,
-       0,
-       ExitCode::DONE_IN_PART,
-       "before its reply was complete"},
-      {"no such collection",
-       {"\0\6"s + sized("") + pair("MsgId", "E_NONE")},
-       0,
-       0,
-       0,
-       0,
-       ExitCode::REFUSED,
-       ""},
-      {"the server goes after a batch",
-       {OK + END, OK + accepted("1") + accepted("2") + END},
-       3,
-       2,
-       0,
-       1,
-       ExitCode::DONE_IN_PART,
-       "load c at 127.0.0.1:"},
+       {none, OK + accepted("1") + rejected("2") + END_MARKER, third},
+       3, 2, 1, 0, ExitCode::DONE_IN_PART, "document '2' was rejected: E_BAD: no good"},
+      {"an outcome is missing", {none, OK + accepted("1") + END_MARKER},
+       2, 1, 0, 1, ExitCode::DONE_IN_PART, "the server has 1 outcomes"},
+      {"all outcomes are missing", {none, none}, 2, 0, 0, 2, ExitCode::PROTOCOL, "the server has 0 outcomes"},
+      {"the outcomes are cut", {none, OK + accepted("1") + accepted("2")},
+       2, 2, 0, 0, ExitCode::DONE_IN_PART, "before its reply was complete"},
+      {"no such collection", {"\0\6\0\0"s}, 0, 0, 0, 0, ExitCode::REFUSED, ""},
+      {"the server goes after a batch", {none, OK + accepted("1") + accepted("2") + END_MARKER},
+       3, 2, 0, 1, ExitCode::DONE_IN_PART, "load c at 127.0.0.1:"},
   };
-  for (const Case& c : cases) {
+  // clang-format on
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     const Peer peer(c.replies);
     Settings settings = peer.settings();
@@ -153,7 +106,8 @@ class Awkward : public DocumentSource {
 
 TEST(Load, RejectedAndUnconfirmedDocumentsCanBeLoadedAgain) {
   // U+FFFD twice: what the library makes of the second key. The third has no outcome.
-  const Peer peer({OK + END, OK + accepted("0") + rejected("\xef\xbf\xbd\xef\xbf\xbd") + END});
+  const Peer peer(
+      {OK + END_MARKER, OK + accepted("0") + rejected("\xef\xbf\xbd\xef\xbf\xbd") + END_MARKER});
   Settings settings = peer.settings();
   settings.command = Command::LOAD;
   const std::string path =
@@ -207,36 +161,37 @@ TEST(Ping, CountsLostAnswersAndRepeatsNothing) {
 
 TEST(Commands, EndWithTheCodeOfTheirReply) {
   const std::string hits = OK + record(1, "a") + record(1, "b");
+  const std::string shown = "{\"rank\":1,\"key\":\"a\"}\n{\"rank\":2,\"key\":\"b\"}\n";
   const std::string error = record(6, pair("MsgId", "E_X") + pair("MsgText", "oops"));
-  struct Case {
+  const struct {
     const char* name;
     Command command;
     std::string reply;
     ExitCode code;
-    const char* out;
+    std::string out;
     const char* says;
-  };
-  const Case cases[] = {
-      {"hits", Command::SEARCH, hits + END, ExitCode::DONE,
-       "{\"rank\":1,\"key\":\"a\"}\n{\"rank\":2,\"key\":\"b\"}\n", ""},
-      {"no hits", Command::SEARCH, OK + END, ExitCode::DONE, "", "no hits"},
-      {"cut hits", Command::SEARCH, hits, ExitCode::PROTOCOL,
-       "{\"rank\":1,\"key\":\"a\"}\n{\"rank\":2,\"key\":\"b\"}\n", "before its reply was complete"},
-      {"an error among the hits", Command::SEARCH, hits + error + END, ExitCode::REFUSED,
-       "{\"rank\":1,\"key\":\"a\"}\n{\"rank\":2,\"key\":\"b\"}\n", "E_X: oops"},
+    // clang-format off
+  } cases[] = {
+      {"hits", Command::SEARCH, hits + END_MARKER, ExitCode::DONE, shown, ""},
+      {"a key that is no text", Command::SEARCH, OK + record(1, "a\xc3\xa9") + record(1, "\xff\xfe") + END_MARKER,
+       ExitCode::DONE, "{\"rank\":1,\"key\":\"a\xc3\xa9\"}\n{\"rank\":2,\"key\":\"base64://4=\"}\n", ""},
+      {"no hits", Command::SEARCH, OK + END_MARKER, ExitCode::DONE, "", "no hits"},
+      {"cut hits", Command::SEARCH, hits, ExitCode::PROTOCOL, shown, "before its reply was complete"},
+      {"an error among the hits", Command::SEARCH, hits + error + END_MARKER, ExitCode::REFUSED, shown, "E_X: oops"},
+      {"an error without a word", Command::SEARCH, hits + record(6, "") + END_MARKER, ExitCode::REFUSED, shown,
+       "ERR_SERVER_APP: "},
       {"not authorised", Command::SEARCH, "\x01\x91", ExitCode::NOT_AUTHORISED, "", "--token-file"},
       {"no reply", Command::SEARCH, "", ExitCode::NO_CONNECTION, "", "ERR_SERVER_COMM_RECV"},
-      {"busy", Command::STATUS, "\0\5"s, ExitCode::ANSWER_IS_NO,
-       "{\"status\":1,\"state\":\"busy\"}\n", ""},
-      {"a rejected outcome", Command::OUTCOMES, OK + accepted("k") + rejected("l") + END,
+      {"busy", Command::STATUS, "\0\5"s, ExitCode::ANSWER_IS_NO, "{\"status\":1,\"state\":\"busy\"}\n", ""},
+      {"a rejected outcome", Command::OUTCOMES, OK + accepted("k") + rejected("l") + END_MARKER,
        ExitCode::ANSWER_IS_NO,
        "{\"accepted\":true,\"key\":\"k\"}\n"
-       "{\"accepted\":false,\"id\":\"E_BAD\",\"message\":\"no good\",\"key\":\"l\"}\n",
-       ""},
-      {"an estimate", Command::ESTIMATE, OK + record(1, "\0\0\0\7\0\0\0\x9\0\0\0\5"s) + END,
+       "{\"accepted\":false,\"id\":\"E_BAD\",\"message\":\"no good\",\"key\":\"l\"}\n", ""},
+      {"an estimate", Command::ESTIMATE, OK + record(1, "\0\0\0\7\0\0\0\x9\0\0\0\5"s) + END_MARKER,
        ExitCode::DONE, "{\"matches\":7,\"atLeast\":5,\"documents\":9}\n", ""},
   };
-  for (const Case& c : cases) {
+  // clang-format on
+  for (const auto& c : cases) {
     for (const bool streamed : {false, true}) {
       SCOPED_TRACE(c.name);
       const Peer peer({c.reply});

@@ -20,17 +20,12 @@ namespace {
 using namespace orvix::ctl;
 using namespace orvix::ctl::testing;
 
-std::string u32(std::size_t value) { return "\0\0"s + sized(std::string(value, ' ')); }
-std::string run(const std::string& bytes) { return u32(bytes.size()) + bytes; }
-
-std::string request(const std::string& lines, const std::string& body = "") {
-  const std::string header =
-      "Content-Length  : " + (body.empty() ? "" : std::to_string(body.size())) + "\n" + lines +
-      "\r\n";
-  return sized(header) + header + body;
-}
-
-std::string bodyOf(const std::string& records) { return u32(0) + u32(records.size()) + records; }
+using orvix::test::bodyOf;
+using orvix::test::frame;
+using orvix::test::requestFrame;
+using orvix::test::run;
+using orvix::test::u32;
+using orvix::test::withLength;
 
 const std::string KEY = run("rowId") + run("k");
 const std::string CONTENT = run("data") + run("abc");
@@ -72,10 +67,10 @@ Explained repliesIn(const std::string& kind, const std::string& bytes) {
   return collect([&](const PartSink& sink) { explainReplies(view, *findWireKind(kind), sink); });
 }
 
-const std::string REQUESTS = request("action: getStatus\n") +
-                             request(ADD, bodyOf(run("f") + run("v") + KEY + CONTENT)) +
-                             request("action: asyncAddDocument\n", bodyOf(KEY)) +
-                             request("action: asyncAddDocument\n", std::string(8, '\0'));
+const std::string REQUESTS = requestFrame("action: getStatus\n") +
+                             requestFrame(ADD, bodyOf(run("f") + run("v") + KEY + CONTENT)) +
+                             requestFrame("action: asyncAddDocument\n", bodyOf(KEY)) +
+                             requestFrame("action: asyncAddDocument\n", std::string(8, '\0'));
 
 TEST(WireRequests, AreExplainedOneAfterTheOther) {
   const Explained all = requestsIn(REQUESTS);
@@ -112,7 +107,7 @@ TEST(WireRequests, FieldsWithANumberBehindTheirValueAreTold) {
   const std::string numbered = run("n") + run("v") + u32(7);
   for (const std::string& records :
        {numbered + KEY, run("f") + run("") + numbered + KEY + CONTENT, numbered + numbered + KEY}) {
-    const Explained all = requestsIn(request(ADD, bodyOf(records)));
+    const Explained all = requestsIn(requestFrame(ADD, bodyOf(records)));
     ASSERT_FALSE(all.fault) << all.fault->what();
     std::string text;
     for (const std::string& meaning : all.meanings) text += meaning + ';';
@@ -122,9 +117,9 @@ TEST(WireRequests, FieldsWithANumberBehindTheirValueAreTold) {
 }
 
 TEST(WireRequests, FaultsNameOffsetAndExpectation) {
-  const std::string start = request(ADD, bodyOf(KEY));
+  const std::string start = requestFrame(ADD, bodyOf(KEY));
   const std::size_t body = start.size() - bodyOf(KEY).size();
-  const auto withBody = [](const std::string& bytes) { return request(ADD, bytes); };
+  const auto withBody = [](const std::string& bytes) { return requestFrame(ADD, bytes); };
   struct Case {
     const char* name;
     std::string bytes;
@@ -133,21 +128,23 @@ TEST(WireRequests, FaultsNameOffsetAndExpectation) {
   };
   const Case cases[] = {
       {"one byte", "\0"s, 0, "2 bytes of a request's frame"},
-      {"a reply", OK + END, 2, "a header line \"key: value\""},
+      {"a reply", OK + END_MARKER, 2, "a header line \"key: value\""},
       {"an empty header", "\0\0"s, 2, "CR LF, the end of the header text"},
-      {"no separator", sized("abc\n\r\n") + "abc\n\r\n", 2, "a header line \"key: value\""},
-      {"no end", sized("a: b\n") + "a: b\n", 7, "CR LF, the end of the header text"},
-      {"no length", sized("a: b\n\r\n") + "a: b\n\r\n", 9, "a header line \"Content-Length  \""},
-      {"a length in words", request("Content-Length  : x\n"), 43, "a whole number"},
-      {"a huge length", request("Content-Length  : 99999999999999999999\n"), 62, "a whole number"},
-      {"a long length", request("Content-Length  : 4294967296\n"), 52, "4294967296 bytes of body"},
+      {"no separator", frame("abc\n\r\n"), 2, "a header line \"key: value\""},
+      {"no end", frame("a: b\n"), 7, "CR LF, the end of the header text"},
+      {"no length", frame("a: b\n\r\n"), 9, "a header line \"Content-Length  \""},
+      {"a length in words", requestFrame("Content-Length  : x\n"), 43, "a whole number"},
+      {"a huge length", requestFrame("Content-Length  : 99999999999999999999\n"), 62,
+       "a whole number"},
+      {"a long length", requestFrame("Content-Length  : 4294967296\n"), 52,
+       "4294967296 bytes of body"},
       {"another format", withBody("\0\0\0\1"s + u32(KEY.size()) + KEY), body, "0, the format"},
       {"another rest", withBody(u32(0) + u32(1) + KEY), body + 4, "14, the bytes left"},
       {"no key", withBody(bodyOf(run("f") + run("v"))), body + 18, "the document's key"},
       {"a record too long", withBody(bodyOf(run("rowId") + u32(9) + "k")), body + 21,
        "9 bytes of the value of field 'rowId', but 1 is left"},
       {"a length with top bits", withBody(bodyOf("\x80\0\0\1"s + "f")), body + 8, "top two bits"},
-      {"no terminator", request("action: asyncAddDocument\n", std::string(7, '\0')), 53,
+      {"no terminator", requestFrame("action: asyncAddDocument\n", std::string(7, '\0')), 53,
        "4 bytes of the length of the rest of the body, but 3 are left"},
   };
   for (const Case& c : cases) {
@@ -171,16 +168,17 @@ struct ReplyCase {
 
 const ReplyCase REPLIES[] = {
     {"get-status", "\0\5"s, "status 5: busy"},
-    {"get-status", "\0\6"s + sized(ERROR_PAIRS) + ERROR_PAIRS, "its value: 't'"},
+    {"get-status", "\0\6"s + withLength(ERROR_PAIRS), "its value: 't'"},
     {"update-index", OK, "status 1: success"},
-    {"drop-collection", "\0\6"s + sized(ERROR_PAIRS) + ERROR_PAIRS, "status 6: refused"},
+    {"drop-collection", "\0\6"s + withLength(ERROR_PAIRS), "status 6: refused"},
     {"scalar-search", "\x01\x91", "status 401"},
-    {"scalar-search", OK + HIT + END, "the hit's score: 0.5"},
-    {"stream-search", OK + record(1, "k") + record(6, ERROR_PAIRS) + END, "a key: 'MsgId'"},
-    {"parse-result", OK + accepted("d") + rejected("e") + END, "its value: 'E_BAD'"},
-    {"selectivity", OK + record(1, "\0\0\0\7\0\0\0\x9\0\0\0\5"s) + END, "the matches at least: 5"},
+    {"scalar-search", OK + HIT + END_MARKER, "the hit's score: 0.5"},
+    {"stream-search", OK + record(1, "k") + record(6, ERROR_PAIRS) + END_MARKER, "a key: 'MsgId'"},
+    {"parse-result", OK + accepted("d") + rejected("e") + END_MARKER, "its value: 'E_BAD'"},
+    {"selectivity", OK + record(1, "\0\0\0\7\0\0\0\x9\0\0\0\5"s) + END_MARKER,
+     "the matches at least: 5"},
     {"get-server-version", OK + record(1, "v1"), "the text: 'v1'"},
-    {"get-server-version", OK + record(9, sized(ERROR_PAIRS) + ERROR_PAIRS), "its value: 'E'"},
+    {"get-server-version", OK + record(9, withLength(ERROR_PAIRS)), "its value: 'E'"},
     {"collection-status", OK + record(14, "{") + record(1, "}"), "the last chunk, 1 bytes"},
 };
 
@@ -216,10 +214,12 @@ TEST(WireReplies, FaultsNameOffsetAndExpectation) {
       {"never answered", "last-doc-sent", OK, 0, "nothing, for last-doc-sent is never answered"},
       {"a byte too many", "update-index", OK + "\0"s, 2, "2 bytes of a reply's status"},
       {"no end", "scalar-search", OK + HIT, 11, "the end of the records"},
-      {"half a score", "scalar-search", OK + record(5, "x") + END, 6, "2 bytes of a hit's score"},
-      {"pairs too long", "parse-result", OK + record(1, "\0\7Doc"s) + END, 8, "7 bytes of a key"},
-      {"an estimate too long", "selectivity", OK + record(1, std::string(13, '\0')) + END, 18,
-       "the end of the record"},
+      {"half a score", "scalar-search", OK + record(5, "x") + END_MARKER, 6,
+       "2 bytes of a hit's score"},
+      {"pairs too long", "parse-result", OK + record(1, "\0\7Doc"s) + END_MARKER, 8,
+       "7 bytes of a key"},
+      {"an estimate too long", "selectivity", OK + record(1, std::string(13, '\0')) + END_MARKER,
+       18, "the end of the record"},
       {"a text's status", "get-server-version", OK + record(2, "v"), 2, "status 1 (a text)"},
       {"a chunk's status", "collection-status", OK + record(6, "v"), 2, "14 (more follow) or 1"},
   };
@@ -255,7 +255,8 @@ TEST(WireHostile, DamagedCapturesEndInAFaultOrInTheirLastByte) {
 TEST(WireHostile, ABodyOfManyReadingsTakesNoLonger) {
   // Each empty record may or may not carry a number: without memory, 2^n readings.
   const std::string records(1 << 16, '\0');
-  const Explained result = requestsIn(request(ADD, bodyOf(records).replace(4, 4, "\0\1\0\0"s)));
+  const Explained result =
+      requestsIn(requestFrame(ADD, bodyOf(records).replace(4, 4, "\0\1\0\0"s)));
   EXPECT_TRUE(result.fault);
 }
 
@@ -298,21 +299,6 @@ TEST(WireCommand, TheLibrarysRequestsOfEveryKindAreRecognised) {
     EXPECT_EQ(all.meanings[0].find("request 1, " + std::string(kind.name) + ": "), 0U)
         << all.meanings[0];
   }
-}
-
-TEST(WireCommand, ShowsTheGoldenBytesOfADocument) {
-  Settings settings;
-  settings.command = Command::WIRE;
-  settings.wireKind = "ADD_DOCUMENT";
-  settings.documentKey = "k";
-  settings.contentText = "abc";
-  settings.raw = true;
-  std::ostringstream out;
-  std::ostringstream err;
-  EXPECT_EQ(runCommand(settings, {out, err}), ExitCode::DONE);
-  const std::string header =
-      "Content-Length  : 37\naction: addDocument\nactionType: unknown\nver: 1.1\n\r\n";
-  EXPECT_EQ(out.str(), sized(header) + header + bodyOf(KEY + CONTENT));
 }
 
 }  // namespace
