@@ -8,8 +8,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 #include <sys/resource.h>
@@ -21,12 +19,13 @@
 #include "tests/durability/qorPeer.h"
 #include "tests/durability/qorWatchedServer.h"
 #include "tests/server/qorServerBytes.h"
+#include "tests/soak/qorVitals.h"
+#include "tests/support/qorFolder.h"
 #include "tests/support/qorLoopback.h"
 
 namespace orvix::durability {
 namespace {
 
-namespace fs = std::filesystem;
 namespace bytes = server::testing;
 using Clock = std::chrono::steady_clock;
 
@@ -65,7 +64,7 @@ class Guests {
 
  private:
   void drip() {
-    const std::string frame = bytes::frameOf("action: getStatus\n");
+    const std::string frame = bytes::requestFrame("action: getStatus\n");
     for (std::size_t at = 0; !ended_; ++at) {
       int& socket = slow_.empty() ? spare_ : slow_[at % slow_.size()];
       const char byte = frame[at / std::max<std::size_t>(1, slow_.size()) % frame.size()];
@@ -102,25 +101,6 @@ Latencies measure(unsigned port, std::size_t requests) {
   return {milliseconds[requests / 2], milliseconds[requests * 99 / 100]};
 }
 
-/// The number behind `name` in the process's status, in KiB, as MiB.
-double memoryOf(pid_t process) {
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmRSS:")) return std::stod(line.substr(6)) / 1024;
-  }
-  return 0;
-}
-
-double processorSecondsOf(pid_t process) {
-  std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
-  std::string word;
-  double ticks = 0;
-  for (int field = 1; stat >> word; ++field) {
-    if (field == 14 || field == 15) ticks += std::stod(word);
-  }
-  return ticks / static_cast<double>(::sysconf(_SC_CLK_TCK));
-}
-
 void fill(unsigned port) {
   Peer peer(port);
   peer.ask("action: createCollection\nindex: c\n");
@@ -140,10 +120,10 @@ bool guests(const WatchedServer& server, std::size_t idle, std::size_t slow, std
   fill(server.port());
   static_cast<void>(measure(server.port(), requests / 10));
   const Latencies before = measure(server.port(), requests);
-  const double memoryBefore = memoryOf(server.process());
+  const double memoryBefore = soak::vitalsOf(server.process()).residentMiB;
   const Guests others(server.port(), idle, slow);
   const Latencies among = measure(server.port(), requests);
-  const double memory = memoryOf(server.process());
+  const double memory = soak::vitalsOf(server.process()).residentMiB;
   std::cout << "alone: p50 " << before.median << " ms, p99 " << before.p99 << " ms, "
             << memoryBefore << " MiB\n"
             << "among " << idle << " idle and " << slow << " slow: p50 " << among.median
@@ -158,9 +138,9 @@ bool descriptors(const WatchedServer& server) {
   server.limitDescriptors(40);
   std::vector<int> sockets;
   for (int i = 0; i < 60; ++i) sockets.push_back(connectTo(server.port()));
-  const double before = processorSecondsOf(server.process());
+  const double before = soak::processorSecondsOf(server.process());
   std::this_thread::sleep_for(std::chrono::seconds(2));  // the time that is measured
-  const double busy = (processorSecondsOf(server.process()) - before) / 2;
+  const double busy = (soak::processorSecondsOf(server.process()) - before) / 2;
   std::cout << "without descriptors: " << busy << " processor seconds a second\n";
   const bool calm = holds(busy <= BUSY_LIMIT, "the server spins");
   for (const int socket : sockets) ::close(socket);
@@ -174,18 +154,14 @@ int run(const std::vector<std::string>& words) {
   ::getrlimit(RLIMIT_NOFILE, &most);
   most.rlim_cur = most.rlim_max;
   ::setrlimit(RLIMIT_NOFILE, &most);
-  std::string folder = (fs::temp_directory_path() / "qorcrowd-XXXXXX").string();
-  if (::mkdtemp(folder.data()) == nullptr) return 2;
+  const test::Folder folder;
+  const WatchedServer server(words[1], folder.path() / "data", {});
   bool well = false;
-  {
-    const WatchedServer server(words[1], folder + "/data", {});
-    if (words[0] == "guests" && words.size() == 5) {
-      well = guests(server, std::stoul(words[2]), std::stoul(words[3]), std::stoul(words[4]));
-    } else if (words[0] == "descriptors") {
-      well = descriptors(server);
-    }
+  if (words[0] == "guests" && words.size() == 5) {
+    well = guests(server, std::stoul(words[2]), std::stoul(words[3]), std::stoul(words[4]));
+  } else if (words[0] == "descriptors") {
+    well = descriptors(server);
   }
-  fs::remove_all(folder);
   return well ? 0 : 1;
 }
 

@@ -32,7 +32,7 @@ Peer::Peer(unsigned port) {
 Peer::~Peer() { ::close(socket_); }
 
 void Peer::tell(const std::string& lines, std::string_view body) {
-  const std::string frame = bytes::frameOf(lines, body);
+  const std::string frame = bytes::requestFrame(lines, body);
   std::string_view rest = frame;
   while (!rest.empty()) {
     const ssize_t count = ::send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);

@@ -46,7 +46,7 @@ void limit(pid_t process, __rlimit_resource what, unsigned long long value) {
 }  // namespace
 
 WatchedServer::WatchedServer(const std::string& program, const std::string& data,
-                             const std::vector<std::string>& tracer) {
+                             const std::vector<std::string>& tracer, Errors errors) {
   std::vector<std::string> words = tracer;
   words.insert(words.end(), {program, "--data", data, "--listen", "127.0.0.1:0"});
   std::vector<char*> arguments;
@@ -57,7 +57,7 @@ WatchedServer::WatchedServer(const std::string& program, const std::string& data
   process_ = ::fork();
   if (process_ == 0) {
     ::dup2(ends[1], STDOUT_FILENO);
-    ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+    if (errors == Errors::DROPPED) ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
     ::execvp(arguments[0], arguments.data());
     ::_exit(127);
   }
@@ -83,8 +83,14 @@ void WatchedServer::limitDescriptors(unsigned long long count) const {
   limit(process_, RLIMIT_NOFILE, count);
 }
 
+void WatchedServer::reload() const { ::kill(process_, SIGHUP); }
+
 bool WatchedServer::terminate() {
   ::kill(process_, SIGTERM);
+  return endsWell();
+}
+
+bool WatchedServer::endsWell() {
   const auto deadline = std::chrono::steady_clock::now() + EXIT_LIMIT;
   while (std::chrono::steady_clock::now() < deadline) {
     int status = 0;

@@ -83,7 +83,7 @@ while IFS=: read -r file included; do
       ;;
     fuzz/*)
       only "$file" "$included" "fuzzers feed parsers" \
-        'fuzz/|tests/torture/|server/|infra/|comm/|qorcomm\.h$'
+        'fuzz/|tests/support/|tests/torture/|server/|infra/|comm/|qorcomm\.h$'
       ;;
     tests/bench/*) ;;  # tests the measures
     tests/*)

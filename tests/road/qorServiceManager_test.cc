@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The server as a service: what it tells the manager that started it, and the metrics it shows
-// meanwhile. The test plays the manager, with a datagram socket.
+// The server as a service: what it tells the manager that started it. The test plays the manager,
+// with a datagram socket.
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdexcept>
@@ -16,7 +15,6 @@
 
 #include "qorcomm.h"
 #include "tests/road/qorServerProcess.h"
-#include "tests/support/qorLoopback.h"
 
 namespace orvix::road {
 namespace {
@@ -31,10 +29,7 @@ constexpr milliseconds PATIENCE{2000};
 class Manager {
  public:
   Manager() {
-    char pattern[] = "/tmp/qorserver-manager-XXXXXX";
-    if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("no temporary folder");
-    folder_ = pattern;
-    const std::string path = folder_ + "/notify";
+    const std::string path = folder_.path() / "notify";
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     std::strncpy(name.sun_path, path.c_str(), sizeof name.sun_path - 1);
@@ -51,8 +46,6 @@ class Manager {
     ::unsetenv("NOTIFY_SOCKET");
     ::unsetenv("WATCHDOG_USEC");
     ::close(socket_);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
   }
 
   /// The next message that has that line; what comes before it is left out. Empty: none came.
@@ -76,32 +69,9 @@ class Manager {
     return {bytes, static_cast<std::size_t>(count < 0 ? 0 : count)};
   }
 
-  std::string folder_;
+  test::Folder folder_;
   int socket_ = -1;
 };
-
-int connectTo(unsigned int port) {
-  const int descriptor = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  EXPECT_TRUE(test::connectToLoopback(descriptor, port));
-  return descriptor;
-}
-
-/// Sends the bytes and takes what comes until the server closes, or a while.
-std::string exchange(unsigned int port, const std::string& bytes) {
-  const int descriptor = connectTo(port);
-  EXPECT_EQ(::send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL),
-            static_cast<ssize_t>(bytes.size()));
-  std::string all;
-  pollfd polled{descriptor, POLLIN, 0};
-  char piece[4096];
-  while (::poll(&polled, 1, static_cast<int>(LIMIT.count())) > 0) {
-    const ssize_t count = ::recv(descriptor, piece, sizeof piece, 0);
-    if (count <= 0) break;
-    all.append(piece, static_cast<std::size_t>(count));
-  }
-  ::close(descriptor);
-  return all;
-}
 
 void ask(unsigned int port, comm::ClientRequest::REQUEST kind) {
   comm::TamberPerfClient client(icu::UnicodeString("127.0.0.1", ""), port);
@@ -113,19 +83,12 @@ void ask(unsigned int port, comm::ClientRequest::REQUEST kind) {
   EXPECT_TRUE(response.success());
 }
 
-unsigned int portIn(const std::string& status, const std::string& before) {
-  const std::size_t at = status.find(before);
-  return at == std::string::npos
-             ? 0
-             : static_cast<unsigned int>(std::stoul(status.substr(at + before.size())));
-}
-
 TEST(Service, TellsItsManagerOfItsWholeLife) {
   Manager manager;
   ServerProcess server;
   const std::string ready = manager.await("READY=1");
   EXPECT_NE(ready.find("\nSTATUS=listening on 127.0.0.1:"), std::string::npos) << ready;
-  ask(portIn(ready, "127.0.0.1:"), comm::ClientRequest::GET_STATUS);
+  ask(server.port(), comm::ClientRequest::GET_STATUS);
 
   EXPECT_NE(manager.await("WATCHDOG=1"), "");
   for (int i = 0; i < 2; ++i) {
@@ -136,7 +99,7 @@ TEST(Service, TellsItsManagerOfItsWholeLife) {
   const std::string idle = manager.await("STATUS=listening on 127.0.0.1:");
   EXPECT_NE(idle.find(", 0 connections, 0 requests wait"), std::string::npos) << idle;
 
-  ASSERT_EQ(server.terminate(), 0);
+  ASSERT_TRUE(server.terminate());
   const std::string stopping = manager.await("STOPPING=1");
   EXPECT_NE(stopping.find("\nWATCHDOG_USEC="), std::string::npos)
       << "the last commits may take longer than the watchdog's time: " << stopping;
@@ -147,7 +110,7 @@ TEST(Service, TellsItsManagerWhenARequestEndsIt) {
   ServerProcess server;
   ask(server.port(), comm::ClientRequest::SHUTDOWN);
   EXPECT_NE(manager.await("STOPPING=1"), "");
-  EXPECT_EQ(server.awaitExit(), 0);
+  EXPECT_TRUE(server.endsWell());
 }
 
 TEST(Service, ReportsReloadsAndStaysReady) {
@@ -157,28 +120,6 @@ TEST(Service, ReportsReloadsAndStaysReady) {
   server.reload();
   EXPECT_NE(manager.await("RELOADING=1"), "");
   EXPECT_NE(manager.await("READY=1"), "");
-}
-
-TEST(Service, ShowsMetricsAndEndsWhileGuestsAreSlow) {
-  Manager manager;
-  ServerProcess server({"--metrics-listen", "127.0.0.1:0"});
-  const unsigned int metrics = portIn(manager.await("READY=1"), "metrics 127.0.0.1:");
-  std::vector<int> slow;
-  for (int i = 0; i < 8; ++i) {
-    slow.push_back(connectTo(metrics));
-    ::send(slow.back(), "GET /met", 8, MSG_NOSIGNAL);
-  }
-  const auto begun = Clock::now();
-  for (int i = 0; i < 5; ++i) ask(server.port(), comm::ClientRequest::GET_STATUS);
-  const std::string page = exchange(metrics, "GET /metrics HTTP/1.1\r\n\r\n");
-  EXPECT_LT(Clock::now() - begun, milliseconds(3000)) << "slow guests are in nobody's way";
-  EXPECT_NE(page.find("\nqorserver_requests_total{kind=\"getStatus\",result=\"ok\"} 5\n"),
-            std::string::npos)
-      << page;
-  const auto ending = Clock::now();
-  EXPECT_EQ(server.terminate(), 0);
-  EXPECT_LT(Clock::now() - ending, milliseconds(3000)) << "nor is the end waiting for them";
-  for (const int each : slow) ::close(each);
 }
 
 }  // namespace

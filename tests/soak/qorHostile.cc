@@ -50,7 +50,7 @@ std::string HostileLoad::nextAttack() {
   const std::string add = "action: asyncAddDocument\nindex: hostile\n" + key;
   switch (dice_.below(9)) {
     case 0:  // half a header, and then nothing
-      return bytes::frameOf("action: getStatus\n" + key).substr(0, 9 + dice_.below(20));
+      return bytes::requestFrame("action: getStatus\n" + key).substr(0, 9 + dice_.below(20));
     case 1: {
       std::string garbage(1 + dice_.below(GARBAGE), '\0');
       for (char& byte : garbage) byte = static_cast<char>(dice_.below(256));
@@ -60,25 +60,25 @@ std::string HostileLoad::nextAttack() {
       return "\xff\xff" + std::string(dice_.below(100), 'x');
     case 3: {  // lengths of a body that never comes
       const std::string header = "Content-Length  : 4294967295\n" + add + "\r\n";
-      return bytes::u16Bytes(header.size()) + header;
+      return bytes::u16(header.size()) + header;
     }
     case 4: {
       const std::string header = "Content-Length  : 67108864\n" + add + "\r\n";
-      return bytes::u16Bytes(header.size()) + header + std::string(dice_.below(60000), '\0');
+      return bytes::u16(header.size()) + header + std::string(dice_.below(60000), '\0');
     }
     case 5: {  // replies that are not read
       std::string many;
       for (int i = 0; i < 40; ++i) {
-        many += bytes::frameOf("action: search\nindex: owned0\nquery: common\n" + key);
+        many += bytes::requestFrame("action: search\nindex: owned0\nquery: common\n" + key);
       }
       return many;
     }
     case 6:  // a document of which half comes
-      return bytes::frameOf(add, document).substr(0, 60 + dice_.below(80));
+      return bytes::requestFrame(add, document).substr(0, 60 + dice_.below(80));
     case 7:  // documents that are none, for a collection that is none
-      return bytes::frameOf(add, "\0\1\2\3\4\5\6\7") + bytes::frameOf(add, document);
+      return bytes::requestFrame(add, "\0\1\2\3\4\5\6\7") + bytes::requestFrame(add, document);
     default:  // without the right to
-      return bytes::frameOf("action: deleteCollection\nindex: owned0\n");
+      return bytes::requestFrame("action: deleteCollection\nindex: owned0\n");
   }
 }
 
