@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "infra/oss/internal/qorTextConversion.h"
-#include "tests/torture/qorVirtualNet.h"
+#include "tests/torture/qorCorpus.h"
 
 // NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming): the run time's names
 extern "C" {
@@ -95,46 +95,24 @@ Segments Input::segments() {
   return all;
 }
 
-std::string told(const comm::RESTException& error) {
+void requireDocumented(const std::string& error) {
   static const std::set<std::string> documented{"ERR_SERVER_PROTOCOL", "ERR_SERVER_INVALID_AUTH",
                                                 "ERR_SERVER_APP", "ERR_SERVER_COMM_RECV",
                                                 "ERR_CLIENT_RESP_PARSING"};
-  std::string line = error.what();
-  std::string ids;
-  for (const oss::Message& message : error.getMessages()) {
-    ids += oss::utf8(message.getMessageID()) + ' ';
-  }
-  const bool known = documented.count(ids.substr(0, ids.find(' '))) != 0;
-  require(known || error.isServerReported(), "undocumented: " + line);
-  return "raised " + line + " ids " + ids + (error.isServerReported() ? "by the server" : "");
+  const std::string id = error.substr(0, error.find_first_of("(@[+ "));
+  require(error.empty() || error.ends_with(" (server)") || documented.contains(id),
+          "undocumented: " + error);
 }
 
-std::string told(comm::ClientResponse& response) {
-  std::string line = "status " + std::to_string(response.getStatusCode()) + ' ' +
-                     oss::utf8(response.getStatusMessage().getMessageID()) + ' ' +
-                     oss::utf8(response.getStatusMessage().getMessageText()) + " text " +
-                     oss::utf8(response.getContent());
-  const comm::SelectivityInfo& estimate = response.getSelectivityInfo();
-  for (const auto value : {estimate.getValue1(), estimate.getValue2(), estimate.getValue3()}) {
-    line += ' ' + std::to_string(value);
-  }
+std::string told(const comm::RESTException& error) {
+  const std::string line = raised(error, error.isServerReported());
+  requireDocumented(line);
   return line;
 }
 
-std::string toldResults(comm::ClientResponse& response) {
-  std::string line;
-  for (comm::SearchResponse& list = response.getSearchResponse(); list.hasMore();) {
-    const comm::SearchResult& hit = list.getNext();
-    line += " hit " + oss::utf8(hit.getKey()) + ' ';
-    line.append(reinterpret_cast<const char*>(hit.getRawKey()), hit.getRawKeyLength());
-    line += ' ' + std::to_string(hit.getScore()) + ' ' + std::to_string(hit.getStatus());
-  }
-  for (comm::ParseResponse& list = response.getParseResponse(); list.hasMore();) {
-    const comm::ParseResult& outcome = list.getNext();
-    line += " doc " + oss::utf8(outcome.getText()) + ' ' +
-            oss::utf8(outcome.getMessage().getMessageID()) + ' ' +
-            oss::utf8(outcome.getMessage().getMessageText());
-  }
+std::string told(comm::ClientResponse& response, std::uint32_t kind) {
+  std::string line = restOf(response, kind);
+  for (const std::string& result : resultsOf(response)) line += " {" + result + '}';
   return line;
 }
 

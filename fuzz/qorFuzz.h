@@ -6,13 +6,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "comm/response/qorClientResponse.h"
 #include "comm/support/qorRESTException.h"
+#include "tests/support/qorWire.h"
 
 namespace orvix::torture {
 
@@ -23,6 +23,8 @@ inline void require(bool holds, const std::string& what) {
 }
 /// Two outcomes that must be the same.
 void requireSame(const std::string& one, const std::string& other, const char* what);
+
+using test::ExactBytes;
 
 using Segments = std::vector<std::string_view>;
 std::string joined(const Segments& segments);
@@ -49,20 +51,6 @@ class Input {
 
  private:
   std::string_view rest_;
-};
-
-/// A heap copy of exactly the bytes given: a sanitizer sees any read beyond them.
-class ExactBytes {
- public:
-  explicit ExactBytes(std::string_view bytes)
-      : bytes_(new char[bytes.size()]), size_(bytes.size()) {
-    bytes.copy(bytes_.get(), size_);
-  }
-  [[nodiscard]] std::string_view view() const { return {bytes_.get(), size_}; }
-
- private:
-  std::unique_ptr<char[]> bytes_;
-  std::size_t size_;
 };
 
 /// Bounds what the code under test holds: 64 KiB + 64 x the bytes that it was given so far, at
@@ -92,10 +80,11 @@ class Unmetered {
   Unmetered& operator=(const Unmetered&) = delete;
 };
 
-/// Everything that an exception carries, in one line. Fails on an id that nothing documents.
+/// Fails on an error, as an outcome shows it, whose id nothing documents.
+void requireDocumented(const std::string& error);
+/// An exception as an outcome shows it; a documented one.
 std::string told(const comm::RESTException& error);
-/// Everything that a response holds but its lists; and those, which this drains.
-std::string told(comm::ClientResponse& response);
-std::string toldResults(comm::ClientResponse& response);
+/// Everything that the response to a request of `kind` holds.
+std::string told(comm::ClientResponse& response, std::uint32_t kind);
 
 }  // namespace orvix::torture

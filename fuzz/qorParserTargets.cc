@@ -52,7 +52,7 @@ std::string readText(std::uint32_t kind, bool streaming, const Segments& pieces,
     Meter::off();
     line += told(error);
   }
-  return line + toldResults(response) + told(response);
+  return line + told(response, kind);
 }
 
 /// Reads hits with what one piece leaves in front of the next, as a receiver does.
@@ -68,7 +68,7 @@ std::string readHits(const Segments& pieces) {
     if (end) break;
     held.erase(0, held.size() - left);
   }
-  return toldResults(response) + (end ? " end" : " open");
+  return told(response, comm::kinds::STREAM_SEARCH) + (end ? " end" : " open");
 }
 
 /// The pairs of a record by plain arithmetic, and the offset that its lengths claim.

@@ -4,7 +4,6 @@
 // follows a '#' skipped; any other file is an input. With --unpack FOLDER the inputs are written
 // there instead.
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,23 +12,11 @@
 #include <vector>
 
 #include "fuzz/qorTargets.h"
+#include "tests/support/qorWire.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string fromHex(const std::string& line) {
-  std::string bytes;
-  std::string digits;
-  for (const char c : line.substr(0, line.find('#'))) {
-    if (c == ' ') continue;
-    digits += c;
-    if (digits.size() < 2) continue;
-    bytes += static_cast<char>(std::strtol(digits.c_str(), nullptr, 16));
-    digits.clear();
-  }
-  return bytes;
-}
 
 void readFile(const fs::path& path, std::vector<std::string>& inputs) {
   std::ifstream file(path, std::ios::binary);
@@ -38,7 +25,8 @@ void readFile(const fs::path& path, std::vector<std::string>& inputs) {
     return;
   }
   for (std::string line; std::getline(file, line);) {
-    if (const std::string bytes = fromHex(line); !bytes.empty()) inputs.push_back(bytes);
+    if (const std::string bytes = orvix::test::hex(line.substr(0, line.find('#'))); !bytes.empty())
+      inputs.push_back(bytes);
   }
 }
 

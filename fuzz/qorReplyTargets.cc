@@ -14,7 +14,7 @@
 #include "fuzz/qorFuzz.h"
 #include "fuzz/qorTargets.h"
 #include "infra/oss/internal/qorTextConversion.h"
-#include "tests/torture/qorVirtualNet.h"
+#include "tests/torture/qorCorpus.h"
 
 namespace orvix::torture {
 
@@ -73,35 +73,38 @@ class ChunkModel {
   std::size_t at_ = 0;
 };
 
-/// The hits of a list by plain arithmetic, and what must follow them: nothing, or a cut record.
-std::string modelHits(std::string_view reply) {
+struct ModelHits {
+  std::vector<std::string> hits;
+  bool cut = false;  ///< a record behind them is not whole
+};
+
+/// The hits of a list by plain arithmetic.
+ModelHits modelHits(std::string_view reply) {
   ChunkModel bytes({reply.substr(2)});
-  std::string line;
+  ModelHits model;
   for (;;) {
     const std::string header = bytes.receive(4);
-    if (header.empty() || header == std::string("\0\1\0\0", 4)) return line;
+    if (header.empty() || header == END_MARKER) return model;
     const auto word = [](const std::string& from, std::size_t at) {
       return static_cast<std::uint8_t>(from[at]) * 256U + static_cast<std::uint8_t>(from[at + 1]);
     };
     const std::size_t length = header.size() < 4 ? 1 : word(header, 2);
     std::string key = header.size() < 4 ? "" : bytes.receive(length);
-    if (key.size() < length) return line + "cut";
+    model.cut = key.size() < length;
+    if (model.cut) return model;
     const unsigned int status = word(header, 0);
     double score = 0;
     if (status == wire::WITH_SCORE && length >= 2) {
       score = word(key, 0) / 1000.0;
       key.erase(0, 2);
     }
-    line += " hit " +
-            oss::utf8(comm::SearchResult::keyText(
-                reinterpret_cast<const unsigned char*>(key.data()), key.size())) +
-            ' ' + key + ' ' + std::to_string(score) + ' ' + std::to_string(status);
+    const auto* raw = reinterpret_cast<const unsigned char*>(key.data());
+    model.hits.push_back(hitText(key, comm::SearchResult::keyText(raw, key.size()), score, status));
   }
 }
 
 struct Played {
-  std::string line;
-  bool complete = false;
+  Outcome outcome;
   std::size_t connections = 0;  ///< after a second request
 };
 
@@ -115,47 +118,26 @@ Played play(std::uint32_t kind, bool streamed, const Segments& segments, After a
   status.buildRequest(ClientRequest::GET_STATUS, util::ExtendedProperties());
   bool first = true;
   Net net([&](std::string_view, std::size_t) {
-    if (!std::exchange(first, false)) return Answer{std::string("\0\5", 2)};
+    if (!std::exchange(first, false)) return Answer{u16(wire::WITH_SCORE)};  // busy
     return Answer{joined(segments), lengthsOf(segments), after};
   });
   const Meter meter;
   Meter::follow(net.consumed);
   Meter::on();
   {
-    comm::TamberPerfClient client(UnicodeString("peer", ""), 1);
+    TortureClient client;
     client.setNumRetries(0);
     client.useStreamedResults(streamed);
     comm::ClientResponse response;
-    const auto tellResults = [&] {
-      const Unmetered own;
-      played.line += toldResults(response);
-    };
-    try {
-      client.sendAndRecvMesg(request, response);
-      while (streamed && !client.isEndOfStream()) {
-        tellResults();
-        if (kind == comm::kinds::PARSE_RESULT) {
-          response.getParseResponse(client);
-        } else {
-          response.getSearchResponse(client, true);
-        }
-      }
-      tellResults();
-    } catch (const comm::RESTException& error) {
-      tellResults();
-      const Unmetered own;
-      played.line += told(error);
-    }
-    {
-      const Unmetered own;
-      played.line += told(response);
-    }
-    played.complete = client.isReplyComplete();
+    played.outcome = ask(client, request, response, streamed);
     comm::ClientResponse next;
     client.sendAndRecvMesg(status, next);
     require(next.getStatusCode() == 1, "a second request reads another's reply");
   }
   Meter::off();
+  std::string& error = played.outcome.error;
+  if (error.starts_with("pull: ")) error.erase(0, 6);
+  requireDocumented(error);
   require(net.problem.empty(), net.problem);
   require(net.openDescriptors() == 0, "a descriptor is left open");
   played.connections = net.connections.size();
@@ -199,32 +181,30 @@ void fuzzReplies(std::string_view bytes) {
   const Played whole = play(kind, false, {reply}, After::CLOSE);
   const Played cut = play(kind, streamed, segments, After::CLOSE);
   const bool hasHits = kind == comm::kinds::STREAM_SEARCH || kind == comm::kinds::SCALAR_SEARCH;
-  if (hasHits && reply.substr(0, 2) == std::string("\0\1", 2)) {
-    std::string expected = modelHits(reply);
-    const bool isCut = expected.ends_with("cut");
-    if (isCut) expected.resize(expected.size() - 3);
-    expected += isCut ? "raised ERR_SERVER_COMM_RECV" : "status 0";
-    requireSame(expected, whole.line.substr(0, expected.size()), "hits differ from the model's");
+  if (hasHits && reply.starts_with(FINE)) {
+    const ModelHits model = modelHits(reply);
+    require(model.hits == whole.outcome.results, "hits differ from the model's");
+    require(model.cut == whole.outcome.error.starts_with("ERR_SERVER_COMM_RECV"),
+            "a record that is not whole gives " + whole.outcome.error);
   }
-  if (kind == comm::kinds::COLLECTION_STATUS && reply.substr(0, 2) == std::string("\0\1", 2)) {
+  if (kind == comm::kinds::COLLECTION_STATUS && reply.starts_with(FINE)) {
     ChunkModel model(segments);
     for (std::size_t header = 0; header < 2;) header += model.receive(2 - header).size();
     const std::string expected = model.read();
     ChunkModel uncut({std::string_view(reply).substr(2)});
     if (expected != uncut.read()) {  // a field that was cut
-      require(cut.line.find("qorTamberPerfClient:" + expected.substr(5)) != std::string::npos,
-              "a cut chunk field gives " + cut.line);
+      const std::string site = "qorTamberPerfClient:" + expected.substr(5);
+      require(cut.outcome.error.find(site) != std::string::npos,
+              "a cut chunk field gives " + cut.outcome.error);
       return;
     }
   }
-  requireSame(whole.line, cut.line, "a reply in segments differs from the whole one");
-  require(cut.complete == whole.complete, "whether a reply is complete depends on its segments");
-  if (!whole.complete) return;
+  requireSame(text(whole.outcome), text(cut.outcome), "a reply in segments differs from the whole");
+  if (!whole.outcome.complete) return;
   const Played open = play(kind, streamed, segments, After::OPEN);
-  requireSame(whole.line, open.line, "a complete reply depends on the close behind it");
-  require(open.complete, "a complete reply needs the close behind it");
+  requireSame(text(whole.outcome), text(open.outcome), "a reply depends on the close behind it");
   const std::string_view shorter = std::string_view(reply).substr(0, reply.size() - 1);
-  const bool surplus = play(kind, false, {shorter}, After::CLOSE).complete;
+  const bool surplus = play(kind, false, {shorter}, After::CLOSE).outcome.complete;
   require((open.connections == 1) == !surplus, surplus ? "a connection with surplus is used again"
                                                        : "a complete reply costs its connection");
 }

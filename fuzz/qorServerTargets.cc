@@ -64,27 +64,15 @@ std::string readFrames(const Segments& segments) {
   return line;
 }
 
-void putRun(std::string& out, std::string_view run) {
-  for (const unsigned int shift : {24U, 16U, 8U, 0U}) {
-    out += static_cast<char>(run.size() >> shift & 0xffU);
-  }
-  out += run;
-}
-
 /// What a document body reads as, written again by plain arithmetic.
 std::string writtenAgain(const server::DocumentBody& body, bool withContent) {
   std::string records;
   for (const server::DocumentField& field : body.fields) {
-    putRun(records, field.name);
-    putRun(records, field.value);
+    records += test::run(field.name) + test::run(field.value);
   }
-  putRun(records, "rowId");
-  putRun(records, body.key);
-  if (withContent) putRun(records, "data");
-  if (withContent) putRun(records, body.content);
-  std::string bytes;
-  putRun(bytes, records);
-  return std::string(4, '\0') + bytes;
+  records += test::run("rowId") + test::run(body.key);
+  if (withContent) records += test::run("data") + test::run(body.content);
+  return test::bodyOf(records);
 }
 
 /// Text without what a header line cannot carry.

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "comm/transport/qorTamberPerfClient.h"
+#include "infra/oss/qorBaseException.h"
+#include "tests/support/qorWire.h"
 #include "tests/torture/qorOptions.h"
 #include "tests/torture/qorVirtualNet.h"
 
@@ -48,6 +50,11 @@ struct Outcome {
 };
 std::string text(const Outcome& outcome);
 std::string text(const std::vector<Outcome>& outcomes);
+// Their parts.
+std::string hitText(std::string_view rawKey, const icu::UnicodeString& key, double score,
+                    unsigned int status);
+std::string raised(const oss::BaseException& e, bool byServer);
+std::string restOf(comm::ClientResponse& response, std::uint32_t kind);
 
 /// A client with the doors of a derived class open.
 class TortureClient : public comm::TamberPerfClient {
@@ -82,11 +89,13 @@ std::vector<Outcome> run(TortureClient& client, const Scenario& scenario);
 std::vector<std::string> resultsOf(const comm::ClientResponse& response);
 
 // Wire bytes.
-std::string u16(std::size_t value);
-std::string record(std::size_t status, std::string_view payload);
-std::string pair(std::string_view key, std::string_view value);
-inline const std::string FINE{"\0\1", 2};
-inline const std::string END_MARKER{"\0\1\0\0", 4};
+using test::END_MARKER;
+using test::errorBody;
+using test::hex;
+using test::pair;
+using test::record;
+using test::u16;
+inline const std::string FINE = u16(1);
 
 /// Reports up to ten failures on standard error and counts them all.
 class Failures {

@@ -36,10 +36,7 @@ std::string tokenOf(std::size_t number) {
   return token;
 }
 
-std::string refusal(const std::string& token) {
-  const std::string pairs = pair("MsgId", token);
-  return std::string("\0\6", 2) + u16(pairs.size()) + pairs;
-}
+std::string refusal(const std::string& token) { return u16(6) + errorBody(pair("MsgId", token)); }
 
 /// A reply to a request of `kind` that says `token` wherever it can.
 std::string replyOf(std::uint32_t kind, const std::string& token, std::size_t results) {

@@ -20,7 +20,7 @@
 #include "comm/support/qorRESTException.h"
 #include "comm/transport/qorTamberPerfClient.h"
 #include "infra/oss/qorSocketException.h"
-#include "tests/torture/qorHangPeer.h"
+#include "tests/torture/qorHangCases.h"
 #include "tests/torture/qorOptions.h"
 #include "tests/torture/qorResponder.h"
 
@@ -37,40 +37,6 @@ constexpr unsigned int WORKERS = 24;       // stalls at the same time
 constexpr int REPEATS = 3;                 // of a call that took too long
 constexpr auto STORM = 3'000'000;          // nanoseconds from signal to signal, per thread
 constexpr std::size_t LARGE = 16U << 20U;  // more than the system takes in without a reader
-
-struct Exchange {
-  std::uint32_t kind;
-  bool streamed;  // the results are pulled
-  const char* reply;
-};
-
-constexpr char REFUSAL[] = "0006 000b 0005 4d73674964 0002 4e31";
-constexpr char HITS[] = "0001 0001 0003 616263 0005 0004 01f4 6465 0001 0000";
-constexpr char OUTCOMES[] =
-    "0001 000e 0008 0003 446f63 0001 61 000e 0008 0003 446f63 0001 62 0001 0000";
-constexpr Exchange EXCHANGES[] = {
-    {CREATE_COLLECTION, false, "0001"},
-    {GET_STATUS, false, REFUSAL},
-    {OPEN_COLLECTION, false, REFUSAL},
-    {SCALAR_SEARCH, false, HITS},
-    {STREAM_SEARCH, true, HITS},
-    {PARSE_RESULT, false, OUTCOMES},
-    {PARSE_RESULT, true, OUTCOMES},
-    {SELECTIVITY, false, "0001 0001 000c 00000003 00000002 00000009 0001 0000"},
-    {GET_SERVER_VERSION, false, "0001 000e 0002 7878 0001 0003 312e30"},
-    {COLLECTION_STATUS, false, "0001 000e 0003 6f7065 000e 0000 0001 0002 6e21"},
-};
-
-struct Case {
-  std::string name;
-  bool bare = false;  // a write to a socket, not a request
-  std::uint32_t kind = GET_STATUS;
-  bool streamed = false;
-  bool storm = false;
-  bool mayEnd = false;  // before time runs out: no unit of it takes that long
-  HangPlan plan;
-  std::string expected;  // ID:line
-};
 
 struct Call {
   const char* name;
@@ -123,7 +89,7 @@ const std::string& largeContent() {
   return content;
 }
 
-void request(const Case& c, unsigned int port, std::vector<Call>& calls) {
+void request(const HangCase& c, unsigned int port, std::vector<Call>& calls) {
   TimedClient client(port, calls);
   client.useStreamedResults(c.streamed);
   comm::ClientRequest request;
@@ -156,7 +122,7 @@ void writeBare(unsigned int port, std::vector<Call>& calls) {
 }
 
 /// What came of it: "ok" or ID:line.
-std::string run(const Case& c, std::vector<Call>& calls) {
+std::string run(const HangCase& c, std::vector<Call>& calls) {
   const HangPeer peer(c.plan);
   try {
     c.bare ? writeBare(peer.port(), calls) : request(c, peer.port(), calls);
@@ -173,7 +139,7 @@ struct Tally {
   std::size_t calls = 0;
   std::size_t failed = 0;
   double slowest = 0;
-  std::vector<Case> slow;  // to be repeated
+  std::vector<HangCase> slow;  // to be repeated
 };
 
 /// The first call that took too long, or too short for one that ran out of time; else null.
@@ -187,7 +153,7 @@ const Call* offender(const std::vector<Call>& calls, bool timedOut) {
   return nullptr;
 }
 
-void judge(const Case& c, bool last, Tally& tally) {
+void judge(const HangCase& c, bool last, Tally& tally) {
   std::vector<Call> calls;
   const std::string outcome = run(c, calls);
   const bool expected =
@@ -208,79 +174,6 @@ void judge(const Case& c, bool last, Tally& tally) {
   std::fprintf(stderr, "%s%s: %s, expected %s; %s took %.1f ms\n", c.name.c_str(),
                c.storm ? " (storm)" : "", outcome.c_str(), c.expected.c_str(),
                off != nullptr ? off->name : "no call", off != nullptr ? off->milliseconds : 0.0);
-}
-
-/// The error when the reply is cut at `at`: a chunk's field of which one byte came is one at once.
-std::string errorOfCut(const Exchange& exchange, const std::string& reply, std::size_t at) {
-  if (exchange.kind == COLLECTION_STATUS) {
-    for (std::size_t chunk = 2; chunk < at;) {
-      if (at == chunk + 1) return "ERR_SERVER_PROTOCOL:583";
-      if (at == chunk + 3) return "ERR_SERVER_PROTOCOL:598";
-      if (at <= chunk + 4) break;
-      chunk += 4U + static_cast<unsigned char>(reply[chunk + 3]);
-    }
-  }
-  return "ERR_SERVER_COMM_TIMEOUT:119";
-}
-
-constexpr char TIMED_OUT[] = "ERR_SERVER_COMM_TIMEOUT:119";
-constexpr char NOT_SENT[] = "ERR_SERVER_COMM_SEND:280";
-
-void addReceiving(std::vector<Case>& cases) {
-  for (const Exchange& exchange : EXCHANGES) {
-    const std::string reply = fromHex(exchange.reply);
-    Case c;
-    c.kind = exchange.kind;
-    c.streamed = exchange.streamed;
-    for (std::size_t at = 0; at < reply.size(); ++at) {
-      c.name = "kind " + std::to_string(c.kind) + " cut at " + std::to_string(at);
-      c.plan.first = reply.substr(0, at);
-      c.expected = errorOfCut(exchange, reply, at);
-      cases.push_back(c);
-      if (at == 0 || c.kind == COLLECTION_STATUS) continue;  // whose fields must not be cut
-      c.name += ", byte by byte";
-      std::swap(c.plan.first, c.plan.trickled);
-      c.plan.pause = 5;
-      cases.push_back(c);
-      c.plan = {};
-    }
-    c.name = "kind " + std::to_string(c.kind) + " trickling";
-    c.plan = {.trickled = reply};
-    c.expected = TIMED_OUT;
-    c.mayEnd = true;
-    cases.push_back(c);
-    if (reply.size() < 6) continue;
-    // A unit that is announced to be long: what is its length depends on where it stands.
-    c.name += " in a long unit";
-    c.plan = {.first = reply.substr(0, reply[1] == 6 ? 2 : 4) + "\x7f\x7f",
-              .trickled = std::string(1000, 'x')};
-    c.mayEnd = false;
-    cases.push_back(c);
-  }
-}
-
-void addOthers(std::vector<Case>& cases) {
-  using Reading = HangPlan::Reading;
-  std::string chunks;
-  for (int i = 0; i < 4096; ++i) chunks += fromHex("000e0000");
-  for (const bool accepts : {true, false}) {
-    const HangPlan deaf{.accepts = accepts, .reading = Reading::NOTHING};
-    const char* const name = accepts ? "does not read" : "does not accept";
-    cases.push_back({.name = name, .plan = deaf, .expected = TIMED_OUT});
-    cases.push_back({.name = name, .kind = ADD_DOCUMENT, .plan = deaf, .expected = NOT_SENT});
-    cases.push_back({.name = name, .kind = ASYNC_ADD_DOCUMENT, .plan = deaf, .expected = NOT_SENT});
-    cases.push_back({.name = name, .bare = true, .plan = deaf, .expected = "SOCKET_WRITE:0"});
-  }
-  cases.push_back({.name = "reads slowly",
-                   .bare = true,
-                   .plan = {.reading = Reading::SLOWLY},
-                   .expected = "SOCKET_WRITE:0"});
-  cases.push_back({.name = "chunks without end",
-                   .kind = COLLECTION_STATUS,
-                   .plan = {.first = fromHex("0001"), .endless = chunks},
-                   .expected = TIMED_OUT});
-  cases.push_back(
-      {.name = "full queue", .plan = {.connects = false}, .expected = "ERR_CONNECT_SERVER:236"});
 }
 
 void ignoreSignal(int) {}
@@ -305,7 +198,7 @@ class SignalStorm {
   timer_t timer_{};
 };
 
-void runAll(const std::vector<Case>& cases, unsigned int workers, bool last, Tally& tally) {
+void runAll(const std::vector<HangCase>& cases, unsigned int workers, bool last, Tally& tally) {
   std::atomic<std::size_t> next{0};
   std::vector<std::thread> threads;
   for (unsigned int i = 0; i < workers; ++i) {
@@ -324,7 +217,7 @@ int torture(const Options& options) {
   action.sa_handler = ignoreSignal;  // and no SA_RESTART
   ::sigaction(SIGALRM, &action, nullptr);
   const auto start = Clock::now();
-  std::vector<Case> cases;
+  std::vector<HangCase> cases;
   addReceiving(cases);
   if (options.quick) {
     std::shuffle(cases.begin(), cases.end(), std::mt19937(options.seed));

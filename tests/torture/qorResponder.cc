@@ -9,21 +9,9 @@
 #include <unistd.h>
 
 #include "tests/support/qorLoopback.h"
+#include "tests/support/qorWire.h"
 
 namespace orvix::torture {
-
-std::string fromHex(std::string_view digits) {
-  std::string bytes;
-  std::string pair;
-  for (const char digit : digits) {
-    if (digit == ' ') continue;
-    pair += digit;
-    if (pair.size() < 2) continue;
-    bytes += static_cast<char>(std::strtol(pair.c_str(), nullptr, 16));
-    pair.clear();
-  }
-  return bytes;
-}
 
 bool sendAll(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
@@ -71,14 +59,9 @@ std::string valueOf(const std::string& headerText, const std::string& name) {
   return headerText.substr(from, headerText.find('\n', from) - from);
 }
 
-std::string sized(std::size_t value) {
-  return {static_cast<char>(value >> 8U), static_cast<char>(value & 0xffU)};
-}
-
 /// One record with status 5: the score in thousandths, then the raw key.
 std::string searchReply(const std::string& query) {
-  return fromHex("0001 0005") + sized(2 + query.size()) + fromHex("01f4") + query +
-         fromHex("0001 0000");
+  return test::hex("0001") + test::record(5, test::hex("01f4") + query) + test::END_MARKER;
 }
 
 /// False when the connection is over.
@@ -95,9 +78,9 @@ bool answer(int descriptor, const std::string& headerText) {
   std::string body;
   const std::string length = valueOf(headerText, "Content-Length  ");
   if (!receiveExactly(descriptor, std::strtoul(length.c_str(), nullptr, 10), body)) return false;
-  std::string reply = fromHex("0001");
+  std::string reply = test::hex("0001");
   for (const auto& row : REPLIES) {
-    if (action == row.action) reply = fromHex(row.reply);
+    if (action == row.action) reply = test::hex(row.reply);
   }
   if (action == "search") reply = searchReply(valueOf(headerText, "query"));
   return sendAll(descriptor, reply);

@@ -3,13 +3,10 @@
 // and what other peers need. Knows nothing of the library, so that a host without it can run it.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 namespace orvix::torture {
 
-/// Bytes from hexadecimal digits; blanks are skipped.
-std::string fromHex(std::string_view digits);
 /// Sends all of `bytes`; false when the client is gone.
 bool sendAll(int descriptor, std::string_view bytes);
 

@@ -44,6 +44,8 @@ struct Hit {
   std::size_t handed = 0;  ///< bytes that a receive cut SHORT still gave
 };
 
+int errnoOf(Fault fault);
+
 enum class After { OPEN, CLOSE, RESET };
 struct Answer {
   std::string bytes;
@@ -74,6 +76,9 @@ struct Connection {
 class Net {
  public:
   using Peer = std::function<Answer(std::string_view frame, std::size_t connection)>;
+  static constexpr int FIRST_DESCRIPTOR = 0x40000000;
+  static inline thread_local Net* current = nullptr;
+
   explicit Net(Peer peer);
   Net(const Net&) = delete;
   Net& operator=(const Net&) = delete;
@@ -95,7 +100,9 @@ class Net {
   std::size_t step = 0;  ///< noted with each hit, as is the next
   bool pulling = false;
   std::array<unsigned int, 8> resolves{};  ///< by step: one for each connection that is attempted
-  std::size_t addresses = 1;
+  std::size_t addresses = 1;               ///< of the host
+  std::size_t triedAddresses = 0;
+  std::size_t lentAddresses = 0;          ///< lists of them that are not freed
   std::int64_t milliseconds = 1'000'000;  ///< the time
   // NOLINTEND(misc-non-private-member-variables-in-classes)
 
