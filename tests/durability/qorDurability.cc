@@ -4,8 +4,7 @@
 //   durability sync SERVER [EVERY]   each sync fails once, and all fail from then on
 //   durability full SERVER           no file can grow any more, for two steps of the script
 //   durability disk SERVER           a disk of its own runs full (skipped where nothing may be mounted)
-//   durability order SERVER          nothing is answered between a rename and the sync of its
-//   folder
+//   durability order SERVER          nothing is answered between a rename and the sync of its folder
 // Exit code 0 and a line of counts when nothing was lost.
 #include <algorithm>
 #include <cstdlib>
@@ -23,9 +22,11 @@
 #include <xapian.h>
 
 #include "tests/durability/qorFullDisk.h"
+#include "tests/durability/qorOrderCheck.h"
 #include "tests/durability/qorPeer.h"
 #include "tests/durability/qorScript.h"
 #include "tests/durability/qorWatchedServer.h"
+#include "tests/support/qorFolder.h"
 
 namespace orvix::durability {
 namespace {
@@ -205,47 +206,6 @@ void fillEverywhere(Case& c) {
   std::cout << points << " times without room, " << c.failures << " failures\n";
 }
 
-/// What stands between the n-th pair of double quotes, or of '<' and '>'.
-std::string quoted(const std::string& line, std::size_t number) {
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < 2 * number; ++i) at = line.find('"', at) + 1;
-  const std::size_t start = line.find('"', at) + 1;
-  return line.substr(start, line.find('"', start) - start);
-}
-
-std::string inAngles(const std::string& line) {
-  const std::size_t start = line.find('<') + 1;
-  return line.substr(start, line.find('>') - start);
-}
-
-/// Follows the log of one traced run, line by line.
-class OrderCheck {
- public:
-  void line(const std::string& text) {
-    const std::string thread = text.substr(0, text.find(' '));
-    if (text.find(" rename") != std::string::npos &&
-        text.find("/scratch/", text.rfind(", \"")) == std::string::npos) {
-      const fs::path name(quoted(text, 1));
-      unsynced_.insert(name.parent_path().string());
-      ++renames;
-    } else if (text.find("sync resumed>") != std::string::npos) {
-      unsynced_.erase(syncing_[thread]);
-    } else if (text.find(" fsync(") != std::string::npos) {
-      syncing_[thread] = inAngles(text);
-      if (text.find("unfinished") == std::string::npos) unsynced_.erase(syncing_[thread]);
-    } else if (text.find(" send") != std::string::npos && !unsynced_.empty()) {
-      problem = "a reply left before " + *unsynced_.begin() + " was synced";
-    }
-  }
-
-  std::string problem;
-  std::size_t renames = 0;
-
- private:
-  std::set<std::string> unsynced_;
-  std::map<std::string, std::string> syncing_;
-};
-
 void checkOrder(Case& c) {
   c.begin();
   {
@@ -295,9 +255,8 @@ bool fillSmallDisks(Case& c) {
 int run(const Words& words) {
   if (words.size() < 2) return 2;
   const std::size_t every = words.size() > 2 ? std::stoul(words[2]) : 1;
-  std::string pattern = (fs::temp_directory_path() / "qordurability-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) return 2;
-  Case c{words[1], fs::path(pattern) / "case"};
+  const test::Folder folder;
+  Case c{words[1], folder.path() / "case"};
   bool skipped = false;
   const std::map<std::string, std::function<void()>> modes{
       {"kill", [&] { killEverywhere(c, every); }},
@@ -307,7 +266,6 @@ int run(const Words& words) {
       {"order", [&] { checkOrder(c); }}};
   const auto mode = modes.find(words[0]);
   if (mode != modes.end()) mode->second();
-  fs::remove_all(pattern);
   if (skipped) return SKIPPED;
   return mode == modes.end() ? 2 : c.failures == 0 ? 0 : 1;
 }
