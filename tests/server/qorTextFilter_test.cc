@@ -191,7 +191,7 @@ TEST(TextFilters, ARowThatCannotWorkIsRefused) {
   }
 }
 
-TEST(TextFilters, AFileThatIsNoProgramIsToldAsSuch) {
+TEST_F(Filters, ThatAreNoProgramsAreToldAsSuch) {
   const test::Folder folder;
   const std::string file = folder.file("program", "no program");
   std::filesystem::permissions(file, std::filesystem::perms::owner_all);
