@@ -71,6 +71,7 @@ TEST(DocumentBody, RefusesWhatDoesNotAddUp) {
       {"key not in its place", bodyOf(key + bodyRecord("f", "v")), MessageId::BODY_MALFORMED},
       {"a number behind a value", bodyOf(bodyRecord("f", "v") + u32(7) + key),
        MessageId::BODY_MALFORMED},
+      {"bytes behind the key", bodyOf(key + "xy"), MessageId::BODY_MALFORMED},
       {"a length of all ones", bodyOf(u32(0xffffffffU) + "rowId"), MessageId::BODY_MALFORMED},
       {"empty key", documentOf(""), MessageId::DOCUMENT_KEY_INVALID},
       {"key too long", documentOf(std::string(MAX_DOCUMENT_KEY + 1, 'k')),
