@@ -15,7 +15,7 @@ cores=${2:-0.5}
 preset=${3:-dev}
 
 bash scripts/install-deps.sh test
-cmake --preset "$preset" >&2
+cmake --preset "$preset" -DQORCOMM_BUILD_TESTS=ON >&2
 cmake --build --preset "$preset" --parallel 2 --target soak >&2
 "build/$preset/tests/soak/soak" "build/$preset/server/qorserver" \
   "$(awk -v minutes="$minutes" 'BEGIN { print 60 * minutes }')" "$cores"
