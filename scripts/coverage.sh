@@ -22,7 +22,7 @@ cmake --build "$build" --parallel 2 >&2
 rm -rf "$build/profiles"
 profiles=$(realpath -m "$build/profiles")
 export LLVM_PROFILE_FILE=$profiles/%4m.profraw
-ctest --test-dir "$build" --parallel 2 -E '^(install|hardening)' --output-on-failure "$@" >&2
+ctest --test-dir "$build" --parallel 2 -E '^(install|hardening|budget)' --output-on-failure "$@" >&2
 export LLVM_PROFILE_FILE=$profiles/%p.profraw  # merging in place needs memory that these deny
 programs=("$build/tests/comm/comm_test" "$build/tests/comm/transport/transport_test" "$build/fuzz/fuzz_replay")
 for name in segmentation sockets memory desync hang; do

@@ -12,12 +12,12 @@ packages=(g++ cmake ninja-build pkg-config libicu-dev libxapian-dev libasio-dev 
 for group in "$@"; do
   case $group in
     test) packages+=(libgtest-dev libgmock-dev locales strace valgrind doxygen abigail-tools clang
-                     dpkg-dev xz-utils systemd) ;;
+                     dpkg-dev file xz-utils systemd) ;;
     fuzz) packages+=(clang llvm libclang-rt-14-dev) ;;
     bench) packages+=(libbenchmark-dev libhiredis-dev redis-server libcurl4-openssl-dev
                       libsimdjson-dev valgrind) ;;
     docs) packages+=(doxygen) ;;
-    package) packages+=(dpkg-dev) ;;
+    package) packages+=(dpkg-dev file) ;;
     lint) packages+=(clang-format clang-tidy shellcheck) ;;
     *) echo "no group of packages is called $group" >&2; exit 2 ;;
   esac
