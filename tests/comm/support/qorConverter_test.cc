@@ -103,6 +103,30 @@ TEST(AlternateBuffer, TakesWhatItKeepsFromWhereverThatIs) {
   EXPECT_EQ(area.capacity(), 32U);
 }
 
+TEST(Converter, TakesTheLengthForTheRoomThereIsAndGrowsForTextAndNul) {
+  const struct {
+    std::uint64_t before, bytes, capacity, length;
+    // clang-format off
+  } cases[] = {
+      {16, 0, 16, 16}, {16, 15, 16, 16}, {16, 16, 32, 17}, {16, 31, 32, 32}, {16, 32, 64, 33},
+      {41, 5, 64, 41}, {41, 40, 64, 41}, {20, 19, 32, 20}, {3, 7, 16, 8}, {0, 0, 16, 1},
+      {0, 3, 16, 4},
+  };
+  // clang-format on
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.before) + ' ' + std::to_string(c.bytes));
+    Buffer buffer;
+    buffer.resize(c.before);
+    const bool grows = buffer.capacity() != c.capacity;
+    const char* block = buffer.data();
+    const std::string given(c.bytes, 'x');
+    EXPECT_EQ(Converter::convert(unicode(given), buffer), given);
+    EXPECT_EQ(buffer.data() != block, grows);
+    EXPECT_EQ(buffer.capacity(), c.capacity);
+    EXPECT_EQ(buffer.length(), c.length);
+  }
+}
+
 TEST(Converter, RaisesWhenThereIsNoMemory) {
   Buffer buffer(0, 0, 20);
   for (const char* given : {"more than twenty bytes", "again more than twenty"}) {
