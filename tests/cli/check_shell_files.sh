@@ -5,14 +5,8 @@
 # Usage: check_shell_files.sh QORCTL
 set -euo pipefail
 qorctl=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-  echo "FAILED: $*" >&2
-  failures=$((failures + 1))
-}
+# shellcheck source=tests/support/checks.sh
+. "${0%/*}/../support/checks.sh"
 
 for shell in bash zsh fish; do "$qorctl" completion "$shell" >"$work/$shell"; done
 "$qorctl" man >"$work/qorctl.1"
@@ -49,10 +43,8 @@ expect '^ bash zsh fish $' completion ''
 ! command -v zsh >/dev/null || zsh -n "$work/zsh" || fail "zsh does not read its completion"
 ! command -v fish >/dev/null || fish -n "$work/fish" || fail "fish does not read its completion"
 if command -v man >/dev/null; then
-  warnings=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -l "$work/qorctl.1" 2>&1 >"$work/page")
-  [[ -z $warnings ]] || fail "the manual page: $warnings"
-  grep -q -e '--dry-run' "$work/page" || fail "the manual page lacks an option"
+  format_page "$work/qorctl.1"
+  grep -q -e '--dry-run' "$work/shown" || fail "the manual page lacks an option"
 fi
 
-((failures == 0)) || exit 1
-echo "completion and manual page are in order"
+report "completion and manual page are in order"

@@ -5,14 +5,8 @@
 # Usage: check_manual.sh QORSERVER EXAMPLE_OF_SETTINGS
 set -euo pipefail
 qorserver=$1 example=$2
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-
-fail() {
-  echo "FAILED: $*" >&2
-  failures=$((failures + 1))
-}
+# shellcheck source=tests/support/checks.sh
+. "${0%/*}/../support/checks.sh"
 
 "$qorserver" man >"$work/page"
 tr -d '\\' <"$work/page" >"$work/plain"
@@ -34,9 +28,7 @@ for list in options settings; do
 done
 
 if command -v man >"$work/none"; then
-  warnings=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings -l "$work/page" 2>&1 >"$work/formatted")
-  [ -z "$warnings" ] || fail "man says: $warnings"
+  format_page "$work/page"
 fi
 
-[ "$failures" -eq 0 ] || exit 1
-echo "$(cat "$work/options" "$work/settings" | wc -l) options and settings are in the page"
+report "$(cat "$work/options" "$work/settings" | wc -l) options and settings are in the page"
