@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The records of a reply, decoded one by one from exactly sized memory.
 #include <gtest/gtest.h>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "comm/results/qorParseResult.h"
 #include "comm/results/qorSearchResult.h"
 #include "comm/results/qorSelectivityInfo.h"
+#include "infra/oss/qorTraceHooks.h"
 #include "tests/support/qorBytes.h"
 
 namespace orvix::test {
@@ -60,6 +63,26 @@ TEST(GenRespRecord, CopiesNameTheSameMapWhichIsFreedOnce) {
   decode(*original, pair("k", "v"));
   original.reset();
   EXPECT_EQ(lines(*copy.getProperties()) + lines(*assigned.getProperties()), "k=v;k=v;");
+}
+
+TEST(GenRespRecord, TracesItsMakingCopyingAndEnd) {
+  static std::vector<std::uint32_t> begun;
+  static std::vector<std::uint32_t> ended;
+  oss::TraceHooks hooks;
+  hooks.traceEntry = [](std::uint32_t probe) { begun.push_back(probe); };
+  hooks.traceExit = [](std::uint32_t probe) { ended.push_back(probe); };
+  hooks.flags = oss::TraceHooks::TRACE_BIT;
+  oss::installTraceHooks(&hooks);
+  {
+    const Plain record(true);
+    const Plain copy(record);
+  }
+  oss::installTraceHooks(nullptr);
+  EXPECT_EQ(begun, ended);  // none is within another
+  ASSERT_EQ(begun.size(), 4U);
+  EXPECT_EQ(begun[0], begun[1]);
+  EXPECT_EQ(begun[2], begun[3]);
+  EXPECT_NE(begun[0], begun[2]);
 }
 
 TEST(GenRespRecord, HasNothingToLiftWithoutAMap) {
